@@ -1,0 +1,31 @@
+// The object kinds that vdsctl lists, selects and details, and the words it uses for them.
+#ifndef VELA_TOOLS_VDSCTL_KINDS_H_
+#define VELA_TOOLS_VDSCTL_KINDS_H_
+
+#include <optional>
+#include <string_view>
+
+namespace vdsctl {
+
+enum class Kind { kSubsystem, kController, kPort, kDrive, kLun, kPlex, kPool };
+
+// "Subsystem", "Controller", "Port", "Drive", "LUN", "Plex", "Pool": the word in table headers
+// and in shell messages.
+std::string_view KindTitle(Kind kind);
+
+// "subsystems", "controllers", ...: the member name of a JSON list.
+std::string_view KindPlural(Kind kind);
+
+// Objects of every kind but subsystems and pools are numbered within their subsystem.
+bool KindIsPerSubsystem(Kind kind);
+
+// Accepts the plural word in any case, or a prefix of it of three letters or more, which covers
+// the singular: "sub", "controller", "lun", "luns", "plexes".
+std::optional<Kind> ParseKind(std::string_view word);
+
+// Case-insensitive prefix match of at least `min_length` characters of `keyword`.
+bool MatchesKeyword(std::string_view word, std::string_view keyword, size_t min_length = 3);
+
+}  // namespace vdsctl
+
+#endif  // VELA_TOOLS_VDSCTL_KINDS_H_

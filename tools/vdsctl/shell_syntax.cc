@@ -1,0 +1,130 @@
+#include "tools/vdsctl/shell_syntax.h"
+
+#include <charconv>
+#include <vector>
+
+namespace vdsctl {
+
+namespace {
+
+std::vector<std::string_view> SplitWords(std::string_view line) {
+  std::vector<std::string_view> words;
+  size_t pos = 0;
+  while (pos < line.size()) {
+    const size_t start = line.find_first_not_of(" \t\r\n", pos);
+    if (start == std::string_view::npos) break;
+    size_t end = line.find_first_of(" \t\r\n", start);
+    if (end == std::string_view::npos) end = line.size();
+    words.push_back(line.substr(start, end - start));
+    pos = end;
+  }
+  return words;
+}
+
+bool ParseIndex(std::string_view word, int* index) {
+  const char* first = word.data();
+  const char* last = first + word.size();
+  auto [ptr, ec] = std::from_chars(first, last, *index);
+  return ec == std::errc() && ptr == last && *index >= 0;
+}
+
+struct VerbWord {
+  std::string_view keyword;
+  Verb verb;
+};
+
+constexpr VerbWord kVerbs[] = {
+    {"list", Verb::kList},
+    {"select", Verb::kSelect},
+    {"detail", Verb::kDetail},
+    {"refresh", Verb::kRefresh},
+    {"reenumerate", Verb::kReenumerate},
+    {"help", Verb::kHelp},
+    {"exit", Verb::kExit},
+    {"quit", Verb::kExit},
+};
+
+bool Fail(std::string* error, std::string text) {
+  *error = std::move(text);
+  return false;
+}
+
+}  // namespace
+
+bool ParseShellLine(std::string_view line, ShellCommand* command, std::string* error) {
+  *command = ShellCommand{};
+  const std::vector<std::string_view> words = SplitWords(line);
+  if (words.empty() || words[0].front() == '#' || MatchesKeyword(words[0], "rem", 3)) {
+    return true;
+  }
+  for (const VerbWord& verb : kVerbs) {
+    if (MatchesKeyword(words[0], verb.keyword)) command->verb = verb.verb;
+  }
+  // DiskRAID users type "?" for help.
+  if (words[0] == "?") command->verb = Verb::kHelp;
+  if (command->verb == Verb::kNone) {
+    return Fail(error, "Unknown command: " + std::string(words[0]));
+  }
+
+  size_t max_words = 1;
+  switch (command->verb) {
+    case Verb::kList:
+    case Verb::kSelect:
+      if (words.size() < 2) return Fail(error, "The object type is missing.");
+      max_words = command->verb == Verb::kSelect ? 3 : 2;
+      break;
+    case Verb::kDetail:
+      max_words = 2;
+      break;
+    case Verb::kRefresh:
+      if (words.size() != 2 || !MatchesKeyword(words[1], "provider")) {
+        return Fail(error, "Usage: refresh provider");
+      }
+      return true;
+    case Verb::kReenumerate:
+      if (words.size() != 2) return Fail(error, "Usage: reenumerate subsystems|drives");
+      command->kind = ParseKind(words[1]);
+      if (command->kind != Kind::kSubsystem && command->kind != Kind::kDrive) {
+        return Fail(error, "Usage: reenumerate subsystems|drives");
+      }
+      return true;
+    case Verb::kHelp:
+    case Verb::kExit:
+    case Verb::kNone:
+      break;
+  }
+  if (words.size() > max_words) {
+    return Fail(error, "Too many arguments: " + std::string(words[max_words]));
+  }
+  if (words.size() >= 2) {
+    command->kind = ParseKind(words[1]);
+    if (!command->kind) return Fail(error, "Unknown object type: " + std::string(words[1]));
+    if (command->verb == Verb::kSelect && command->kind == Kind::kPlex) {
+      return Fail(error, "Plexes cannot be selected.");
+    }
+  }
+  if (words.size() == 3) {
+    int index = 0;
+    if (!ParseIndex(words[2], &index)) {
+      return Fail(error, "Not an object number: " + std::string(words[2]));
+    }
+    command->index = index;
+  }
+  return true;
+}
+
+std::string ShellHelpText() {
+  return "list subsystems|controllers|ports|drives|luns|plexes|pools\n"
+         "                      list objects; the selected one is marked with *\n"
+         "select subsystem|controller|port|drive|lun|pool [N]\n"
+         "                      give object N the focus, or show the focus\n"
+         "detail [subsystem|controller|port|drive|lun|pool]\n"
+         "                      show the selected object\n"
+         "refresh provider      have the provider read the arrays again\n"
+         "reenumerate subsystems|drives\n"
+         "                      have the provider look for new subsystems or drives\n"
+         "help                  show this text\n"
+         "exit                  leave the shell\n";
+}
+
+}  // namespace vdsctl
