@@ -1,0 +1,139 @@
+#include "sim/model.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace sim {
+
+namespace {
+
+// Company identifier that opens every serial the simulator makes.
+constexpr uint8_t kCompanyId[3] = {0x00, 0xC0, 0xFF};
+
+Serial32 SerialBase() {
+  Serial32 serial{};
+  std::memcpy(serial.data(), kCompanyId, sizeof(kCompanyId));
+  for (size_t i = 16; i < serial.size(); ++i) serial[i] = static_cast<uint8_t>(0x40 + i);
+  return serial;
+}
+
+// Spreads the low 7 (or 8) bytes of `value` over the given serial positions, high byte first.
+template <size_t N>
+void Scatter(uint64_t value, const size_t (&positions)[N], Serial32* serial) {
+  for (size_t i = 0; i < N; ++i) {
+    (*serial)[positions[i]] = static_cast<uint8_t>(value >> (8 * (N - 1 - i)));
+  }
+}
+
+constexpr size_t kVdiskUniquePositions[7] = {3, 4, 5, 8, 9, 10, 11};
+constexpr size_t kPartitionUniquePositions[8] = {3, 4, 5, 8, 9, 10, 11, 12};
+
+}  // namespace
+
+Subsystem* FindSubsystemByHandle(Model& model, uint32_t handle, size_t* controllerIndex) {
+  if (handle == 0) return nullptr;
+  for (Subsystem& subsystem : model.subsystems) {
+    for (size_t i = 0; i < subsystem.controllers.size(); ++i) {
+      if (subsystem.controllers[i].handle == handle) {
+        if (controllerIndex) *controllerIndex = i;
+        return &subsystem;
+      }
+    }
+  }
+  return nullptr;
+}
+
+Subsystem* FindSubsystemBySn(Model& model, const std::string& uniqueSn) {
+  for (Subsystem& subsystem : model.subsystems) {
+    if (subsystem.uniqueSn == uniqueSn) return &subsystem;
+  }
+  return nullptr;
+}
+
+Drive* FindDrive(Subsystem& subsystem, const std::string& serial) {
+  for (Drive& drive : subsystem.drives) {
+    if (drive.serialNumber == serial) return &drive;
+  }
+  return nullptr;
+}
+
+Vdisk* FindVdisk(Subsystem& subsystem, const uint8_t* serial, bool prefixOnly) {
+  const size_t n = prefixOnly ? 16 : 32;
+  for (Vdisk& vdisk : subsystem.vdisks) {
+    if (std::memcmp(vdisk.serialNumber.data(), serial, n) == 0) return &vdisk;
+  }
+  return nullptr;
+}
+
+Partition* FindPartition(Subsystem& subsystem, const uint8_t* serial, Vdisk** owner) {
+  for (Vdisk& vdisk : subsystem.vdisks) {
+    for (Partition& partition : vdisk.partitions) {
+      if (std::memcmp(partition.serialNumber.data(), serial, 32) == 0) {
+        if (owner) *owner = &vdisk;
+        return &partition;
+      }
+    }
+  }
+  return nullptr;
+}
+
+void LogEvent(Controller& controller, Event event) {
+  event.sequenceNumber = controller.nextEventNumber++;
+  event.controllerHandle = event.controllerHandle ? event.controllerHandle : controller.handle;
+  event.owner = controller.controllerId;
+  controller.events.push_back(std::move(event));
+  while (controller.events.size() > kEventLogDepth) controller.events.pop_front();
+}
+
+void LogEventAll(Subsystem& subsystem, const Event& event) {
+  for (Controller& controller : subsystem.controllers) {
+    if (controller.controllerState == 0) LogEvent(controller, event);
+  }
+}
+
+Serial32 NewVdiskSerial(Model& model) {
+  Serial32 serial = SerialBase();
+  Scatter(model.serialCounter++, kVdiskUniquePositions, &serial);
+  return serial;
+}
+
+Serial32 NewPartitionSerial(Model& model) {
+  Serial32 serial = SerialBase();
+  Scatter(model.serialCounter++, kPartitionUniquePositions, &serial);
+  return serial;
+}
+
+std::array<uint8_t, 7> VdiskShortSerial(const Serial32& serial) {
+  std::array<uint8_t, 7> shortForm{};
+  for (size_t i = 0; i < shortForm.size(); ++i) shortForm[i] = serial[kVdiskUniquePositions[i]];
+  return shortForm;
+}
+
+FreeSpace ComputeFreeSpace(const Vdisk& vdisk) {
+  FreeSpace space;
+  const uint64_t end =
+      vdisk.blockCount > vdisk.expandableBlocks ? vdisk.blockCount - vdisk.expandableBlocks : 0;
+  std::vector<std::pair<uint64_t, uint64_t>> extents;
+  extents.reserve(vdisk.partitions.size());
+  for (const Partition& partition : vdisk.partitions) {
+    extents.emplace_back(partition.offsetBlocks, partition.blocks);
+    space.used += partition.blocks;
+  }
+  std::sort(extents.begin(), extents.end());
+  uint64_t cursor = 0;
+  auto gap = [&](uint64_t until) {
+    if (until > cursor) {
+      space.largest = std::max(space.largest, until - cursor);
+      ++space.segments;
+    }
+  };
+  for (const auto& [offset, blocks] : extents) {
+    gap(std::min(offset, end));
+    cursor = std::max(cursor, offset + blocks);
+  }
+  gap(end);
+  return space;
+}
+
+}  // namespace sim
