@@ -1,0 +1,132 @@
+#include "tools/vdsctl/json.h"
+
+#include <gtest/gtest.h>
+
+namespace vdsctl {
+namespace {
+
+constexpr GUID kDriveId = {
+    0x01020304, 0x0506, 0x0708, {0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0xA0}};
+constexpr GUID kLunId = {0xDEADBEEF, 0x0001, 0x0002, {0xAB, 0xCD, 0, 0, 0, 0, 0, 0x01}};
+
+std::vector<std::string> Keys(const Json& json) {
+  std::vector<std::string> keys;
+  for (const auto& item : json.items()) keys.push_back(item.key());
+  return keys;
+}
+
+TEST(Json, DriveCarriesTheProp2MembersInOrderAndItsExtents) {
+  DriveRow row;
+  row.index = 3;
+  row.subsystem = 1;
+  row.prop.id = kDriveId;
+  row.prop.ullSize = 0x1234567890ull;
+  row.prop.status = VDS_DRS_ONLINE;
+  row.prop.health = VDS_H_HEALTHY;
+  row.prop.sSlotNumber = 7;
+  row.prop.busType = VDSBusTypeSas;
+  row.pwszFriendlyName = "Disk \xC3\xA9";
+  row.extents.push_back({kDriveId, kLunId, 1 << 20, TRUE});
+  row.extents.push_back({kDriveId, GUID_NULL, 2 << 20, FALSE});
+
+  const Json json = ToJson(row);
+  EXPECT_EQ(Keys(json),
+            (std::vector<std::string>{"index", "subsystem", "id", "ullSize", "pwszFriendlyName",
+                                      "pwszIdentification", "ulFlags", "status", "health",
+                                      "sInternalBusNumber", "sSlotNumber", "ulEnclosureNumber",
+                                      "busType", "ulSpindleSpeed", "extents"}));
+  EXPECT_EQ(json["index"], 3);
+  EXPECT_EQ(json["subsystem"], 1);
+  EXPECT_EQ(json["id"], "{01020304-0506-0708-090A-0B0C0D0E0FA0}");
+  EXPECT_EQ(json["ullSize"], 0x1234567890ull);
+  EXPECT_EQ(json["pwszFriendlyName"], "Disk \xC3\xA9");
+  EXPECT_TRUE(json["pwszIdentification"].is_null());
+  EXPECT_EQ(json["status"], 1);
+  EXPECT_EQ(json["busType"], 0xa);
+  ASSERT_EQ(json["extents"].size(), 2u);
+  EXPECT_EQ(Keys(json["extents"][0]),
+            (std::vector<std::string>{"id", "LunId", "ullSize", "bUsed"}));
+  EXPECT_EQ(json["extents"][0]["LunId"], "{DEADBEEF-0001-0002-ABCD-000000000001}");
+  EXPECT_EQ(json["extents"][1]["LunId"], "{00000000-0000-0000-0000-000000000000}");
+  EXPECT_EQ(json["extents"][1]["bUsed"], 0);
+}
+
+TEST(Json, LunListsItsPlexIds) {
+  LunRow row;
+  row.prop.id = kLunId;
+  row.prop.type = VDS_LT_RAID5;
+  row.pwszUnmaskingList = "*";
+  row.plexes = {kDriveId};
+  const Json json = ToJson(row);
+  EXPECT_EQ(Keys(json), (std::vector<std::string>{
+                            "index", "subsystem", "id", "ullSize", "pwszFriendlyName",
+                            "pwszIdentification", "pwszUnmaskingList", "ulFlags", "type", "status",
+                            "health", "TransitionState", "sRebuildPriority", "plexes"}));
+  EXPECT_EQ(json["type"], 18);
+  EXPECT_EQ(json["pwszUnmaskingList"], "*");
+  EXPECT_EQ(json["plexes"], Json::array({"{01020304-0506-0708-090A-0B0C0D0E0FA0}"}));
+}
+
+TEST(Json, SubsystemUsesProp2AndHasNoSubsystemMember) {
+  SubsystemRow row;
+  row.prop.ulSupportedRaidTypeFlags = 0x91A;
+  row.prop.ulNumberOfEnclosures = 2;
+  const Json json = ToJson(row);
+  EXPECT_FALSE(json.contains("subsystem"));
+  EXPECT_EQ(json["ulSupportedRaidTypeFlags"], 0x91A);
+  EXPECT_EQ(json["ulNumberOfEnclosures"], 2);
+  EXPECT_EQ(json.size(), 14u);
+}
+
+TEST(Json, PoolAddsItsAttributesWithCustomPairs) {
+  PoolRow row;
+  row.prop.type = VDS_SPT_CONCRETE;
+  row.prop.ullTotalManagedSpace = 1ull << 40;
+  row.pwszName = "Vdisk A";
+  row.attributes.ullAttributeMask = 0x781f;
+  row.attributes.raidType = VDS_RT_RAID5;
+  row.customAttributes.push_back({"Owner", std::nullopt});
+  const Json json = ToJson(row);
+  EXPECT_FALSE(json.contains("subsystem"));
+  EXPECT_EQ(json["pwszName"], "Vdisk A");
+  EXPECT_TRUE(json["pwszDescription"].is_null());
+  EXPECT_EQ(json["ullTotalManagedSpace"], 1ull << 40);
+  const Json& attributes = json["attributes"];
+  EXPECT_EQ(attributes["ullAttributeMask"], 0x781f);
+  EXPECT_EQ(attributes["raidType"], 15);
+  EXPECT_TRUE(attributes["pwszIntendedUsage"].is_null());
+  EXPECT_EQ(attributes["pPoolCustomAttributes"],
+            Json::parse(R"([{"pwszName":"Owner","pwszValue":null}])"));
+  EXPECT_EQ(attributes.size(), 38u);
+}
+
+TEST(Json, OtherKindsCarryTheirMembers) {
+  ControllerRow controller;
+  controller.prop.sNumberOfPorts = 4;
+  EXPECT_EQ(Keys(ToJson(controller)),
+            (std::vector<std::string>{"index", "subsystem", "id", "pwszFriendlyName",
+                                      "pwszIdentification", "status", "health", "sNumberOfPorts"}));
+  PortRow port;
+  port.controller = 1;
+  EXPECT_EQ(ToJson(port)["controller"], 1);
+  EXPECT_EQ(ToJson(port).size(), 7u);
+  PlexRow plex;
+  plex.prop.ulStripeSize = 65536;
+  EXPECT_EQ(ToJson(plex)["ulStripeSize"], 65536);
+  EXPECT_EQ(ToJson(plex).size(), 12u);
+  ProviderRow provider;
+  provider.pwszName = "Name";
+  EXPECT_EQ(Keys(ToJson(provider)),
+            (std::vector<std::string>{"id", "pwszName", "guidVersionId", "pwszVersion", "type",
+                                      "ulFlags", "ulStripeSizeFlags", "sRebuildPriority"}));
+}
+
+TEST(Json, ErrorNamesTheCodeAndTheCall) {
+  EXPECT_EQ(ErrorJson(VDS_E_OBJECT_NOT_FOUND, "IVdsSubSystem::GetDrive").dump(),
+            R"({"error":{"hr":"0x80042405","name":"VDS_E_OBJECT_NOT_FOUND",)"
+            R"("call":"IVdsSubSystem::GetDrive"}})");
+  EXPECT_EQ(ErrorJson(MakeHResult(0x8004FFFFu), "x")["error"]["name"], "0x8004FFFF");
+}
+
+}  // namespace
+}  // namespace vdsctl

@@ -1,0 +1,210 @@
+#include "tools/vdsctl/names.h"
+
+#include <cstdio>
+#include <string_view>
+
+#include "platform/hresult.h"
+
+namespace vdsctl {
+
+namespace {
+
+struct Word {
+  int64_t value;
+  std::string_view text;
+};
+
+template <size_t N>
+std::string Lookup(const Word (&table)[N], int64_t value) {
+  for (const Word& word : table) {
+    if (word.value == value) return std::string(word.text);
+  }
+  return "Unknown (" + std::to_string(value) + ")";
+}
+
+constexpr Word kHealth[] = {
+    {VDS_H_UNKNOWN, "Unknown"},
+    {VDS_H_HEALTHY, "Healthy"},
+    {VDS_H_REBUILDING, "Rebuilding"},
+    {VDS_H_STALE, "Stale"},
+    {VDS_H_FAILING, "Failing"},
+    {VDS_H_FAILING_REDUNDANCY, "Failing redundancy"},
+    {VDS_H_FAILED_REDUNDANCY, "Failed redundancy"},
+    {VDS_H_FAILED_REDUNDANCY_FAILING, "Failed redundancy failing"},
+    {VDS_H_FAILED, "Failed"},
+    {VDS_H_REPLACED, "Replaced"},
+    {VDS_H_PENDING_FAILURE, "Pending failure"},
+    {VDS_H_DEGRADED, "Degraded"},
+};
+
+constexpr Word kStatus[] = {
+    {VDS_SSS_UNKNOWN, "Unknown"},
+    {VDS_SSS_ONLINE, "Online"},
+    {VDS_SSS_NOT_READY, "Not ready"},
+    {VDS_SSS_OFFLINE, "Offline"},
+    {VDS_SSS_FAILED, "Failed"},
+    {VDS_DRS_REMOVED, "Removed"},
+    {VDS_SSS_PARTIALLY_MANAGED, "Partially managed"},
+};
+
+constexpr Word kTransition[] = {
+    {VDS_TS_UNKNOWN, "Unknown"},           {VDS_TS_STABLE, "Stable"},
+    {VDS_TS_EXTENDING, "Extending"},       {VDS_TS_SHRINKING, "Shrinking"},
+    {VDS_TS_RECONFIGING, "Reconfiguring"}, {VDS_TS_RESTRIPING, "Restriping"},
+};
+
+constexpr Word kLunType[] = {
+    {VDS_LT_UNKNOWN, "Unknown"},
+    {VDS_LT_DEFAULT, "Default"},
+    {VDS_LT_FAULT_TOLERANT, "Fault tolerant"},
+    {VDS_LT_NON_FAULT_TOLERANT, "Non fault tolerant"},
+    {VDS_LT_SIMPLE, "Simple"},
+    {VDS_LT_SPAN, "Span"},
+    {VDS_LT_STRIPE, "Stripe"},
+    {VDS_LT_MIRROR, "Mirror"},
+    {VDS_LT_PARITY, "Parity"},
+    {VDS_LT_RAID2, "RAID-2"},
+    {VDS_LT_RAID3, "RAID-3"},
+    {VDS_LT_RAID4, "RAID-4"},
+    {VDS_LT_RAID5, "RAID-5"},
+    {VDS_LT_RAID6, "RAID-6"},
+    {VDS_LT_RAID01, "RAID-01"},
+    {VDS_LT_RAID03, "RAID-03"},
+    {VDS_LT_RAID05, "RAID-05"},
+    {VDS_LT_RAID10, "RAID-10"},
+    {VDS_LT_RAID15, "RAID-15"},
+    {VDS_LT_RAID30, "RAID-30"},
+    {VDS_LT_RAID50, "RAID-50"},
+    {VDS_LT_RAID51, "RAID-51"},
+    {VDS_LT_RAID53, "RAID-53"},
+    {VDS_LT_RAID60, "RAID-60"},
+    {VDS_LT_RAID61, "RAID-61"},
+};
+
+constexpr Word kPlexType[] = {
+    {VDS_LPT_UNKNOWN, "Unknown"}, {VDS_LPT_SIMPLE, "Simple"},  {VDS_LPT_SPAN, "Span"},
+    {VDS_LPT_STRIPE, "Stripe"},   {VDS_LPT_PARITY, "Parity"},  {VDS_LPT_RAID2, "RAID-2"},
+    {VDS_LPT_RAID3, "RAID-3"},    {VDS_LPT_RAID4, "RAID-4"},   {VDS_LPT_RAID5, "RAID-5"},
+    {VDS_LPT_RAID6, "RAID-6"},    {VDS_LPT_RAID03, "RAID-03"}, {VDS_LPT_RAID05, "RAID-05"},
+    {VDS_LPT_RAID10, "RAID-10"},  {VDS_LPT_RAID15, "RAID-15"}, {VDS_LPT_RAID30, "RAID-30"},
+    {VDS_LPT_RAID50, "RAID-50"},  {VDS_LPT_RAID53, "RAID-53"}, {VDS_LPT_RAID60, "RAID-60"},
+};
+
+constexpr Word kPoolType[] = {
+    {VDS_SPT_UNKNOWN, "Unknown"},
+    {VDS_SPT_PRIMORDIAL, "Primordial"},
+    {VDS_SPT_CONCRETE, "Concrete"},
+};
+
+constexpr Word kRaidType[] = {
+    {VDS_RT_UNKNOWN, "Unknown"}, {VDS_RT_RAID0, "RAID-0"},   {VDS_RT_RAID1, "RAID-1"},
+    {VDS_RT_RAID2, "RAID-2"},    {VDS_RT_RAID3, "RAID-3"},   {VDS_RT_RAID4, "RAID-4"},
+    {VDS_RT_RAID5, "RAID-5"},    {VDS_RT_RAID6, "RAID-6"},   {VDS_RT_RAID01, "RAID-01"},
+    {VDS_RT_RAID03, "RAID-03"},  {VDS_RT_RAID05, "RAID-05"}, {VDS_RT_RAID10, "RAID-10"},
+    {VDS_RT_RAID15, "RAID-15"},  {VDS_RT_RAID30, "RAID-30"}, {VDS_RT_RAID50, "RAID-50"},
+    {VDS_RT_RAID51, "RAID-51"},  {VDS_RT_RAID53, "RAID-53"}, {VDS_RT_RAID60, "RAID-60"},
+    {VDS_RT_RAID61, "RAID-61"},
+};
+
+constexpr Word kBusType[] = {
+    {VDSBusTypeUnknown, "Unknown"},
+    {VDSBusTypeScsi, "SCSI"},
+    {VDSBusTypeAtapi, "ATAPI"},
+    {VDSBusTypeAta, "ATA"},
+    {VDSBusType1394, "1394"},
+    {VDSBusTypeSsa, "SSA"},
+    {VDSBusTypeFibre, "Fibre Channel"},
+    {VDSBusTypeUsb, "USB"},
+    {VDSBusTypeRAID, "RAID"},
+    {VDSBusTypeiScsi, "iSCSI"},
+    {VDSBusTypeSas, "SAS"},
+    {VDSBusTypeSata, "SATA"},
+    {VDSBusTypeSd, "SD"},
+    {VDSBusTypeMmc, "MMC"},
+    {VDSBusTypeVirtual, "Virtual"},
+    {VDSBusTypeFileBackedVirtual, "File-backed virtual"},
+    {VDSBusTypeSpaces, "Spaces"},
+    {VDSBusTypeNVMe, "NVMe"},
+};
+
+constexpr Word kDriveFlags[] = {
+    {VDS_DF_HOTSPARE, "Spare"},           {VDS_DF_ASSIGNED, "Assigned"},
+    {VDS_DF_UNASSIGNED, "Unassigned"},    {VDS_DF_HOTSPARE_IN_USE, "Spare in use"},
+    {VDS_DF_HOTSPARE_STANDBY, "Standby"},
+};
+
+struct NotificationWords {
+  ULONG event;
+  std::string_view kind;
+  std::string_view happened;
+};
+
+constexpr NotificationWords kNotifications[] = {
+    {VDS_NF_SUB_SYSTEM_ARRIVE, "Subsystem", "arrived"},
+    {VDS_NF_SUB_SYSTEM_DEPART, "Subsystem", "departed"},
+    {VDS_NF_SUB_SYSTEM_MODIFY, "Subsystem", "changed"},
+    {VDS_NF_CONTROLLER_ARRIVE, "Controller", "arrived"},
+    {VDS_NF_CONTROLLER_DEPART, "Controller", "departed"},
+    {VDS_NF_DRIVE_ARRIVE, "Drive", "arrived"},
+    {VDS_NF_DRIVE_DEPART, "Drive", "departed"},
+    {VDS_NF_DRIVE_MODIFY, "Drive", "changed"},
+    {VDS_NF_LUN_ARRIVE, "LUN", "arrived"},
+    {VDS_NF_LUN_DEPART, "LUN", "departed"},
+    {VDS_NF_LUN_MODIFY, "LUN", "changed"},
+};
+
+}  // namespace
+
+std::string HealthWord(VDS_HEALTH health) { return Lookup(kHealth, health); }
+std::string StatusWord(int32_t status) { return Lookup(kStatus, status); }
+std::string TransitionWord(VDS_TRANSITION_STATE state) { return Lookup(kTransition, state); }
+std::string LunTypeWord(VDS_LUN_TYPE type) { return Lookup(kLunType, type); }
+std::string PlexTypeWord(VDS_LUN_PLEX_TYPE type) { return Lookup(kPlexType, type); }
+std::string PoolTypeWord(VDS_STORAGE_POOL_TYPE type) { return Lookup(kPoolType, type); }
+std::string RaidTypeWord(VDS_RAID_TYPE type) { return Lookup(kRaidType, type); }
+std::string BusTypeWord(VDS_STORAGE_BUS_TYPE type) { return Lookup(kBusType, type); }
+
+std::string DriveFlagWords(ULONG flags) {
+  std::string words;
+  ULONG known = 0;
+  for (const Word& word : kDriveFlags) {
+    known |= static_cast<ULONG>(word.value);
+    if ((flags & word.value) == 0) continue;
+    if (!words.empty()) words += ',';
+    words += word.text;
+  }
+  if ((flags & ~known) != 0) {
+    char text[16];
+    std::snprintf(text, sizeof(text), "0x%X", static_cast<unsigned>(flags & ~known));
+    if (!words.empty()) words += ',';
+    words += text;
+  }
+  return words;
+}
+
+std::string HResultHex(HRESULT hr) {
+  char text[16];
+  std::snprintf(text, sizeof(text), "0x%08X", static_cast<uint32_t>(hr));
+  return text;
+}
+
+std::string HResultText(HRESULT hr) {
+  const char* name = HResultName(hr);
+  return name != nullptr ? name : HResultHex(hr);
+}
+
+std::string NotificationText(const VDS_NOTIFICATION& notification) {
+  // Every notification member starts with ulEvent followed by the object's id, so the
+  // subsystem member reads them all alike.
+  const ULONG event = notification.SubSystem.ulEvent;
+  const std::string id = GuidToString(notification.SubSystem.subSystemId);
+  for (const NotificationWords& words : kNotifications) {
+    if (words.event == event) {
+      return std::string(words.kind) + " " + id + " " + std::string(words.happened) + ".";
+    }
+  }
+  return "Notification " + std::to_string(event) + " for object type " +
+         std::to_string(notification.objectType) + " " + id + ".";
+}
+
+}  // namespace vdsctl

@@ -1,0 +1,39 @@
+// Words for the numbers of the VDS structures, as vdsctl prints them in tables and details.
+// A value outside the known set prints as "Unknown (N)" so that nothing is hidden.
+#ifndef VELA_TOOLS_VDSCTL_NAMES_H_
+#define VELA_TOOLS_VDSCTL_NAMES_H_
+
+#include <string>
+
+#include "platform/vds_types.h"
+
+namespace vdsctl {
+
+std::string HealthWord(VDS_HEALTH health);
+
+// The status enumerations of subsystems, controllers, ports, drives, LUNs, plexes and pools share
+// their values (1 online, 4 offline, ...), so one table serves them all.
+std::string StatusWord(int32_t status);
+
+std::string TransitionWord(VDS_TRANSITION_STATE state);
+std::string LunTypeWord(VDS_LUN_TYPE type);
+std::string PlexTypeWord(VDS_LUN_PLEX_TYPE type);
+std::string PoolTypeWord(VDS_STORAGE_POOL_TYPE type);
+std::string RaidTypeWord(VDS_RAID_TYPE type);
+std::string BusTypeWord(VDS_STORAGE_BUS_TYPE type);
+
+// "Spare,Assigned": the set VDS_DF_* bits in words, in bit order; unknown bits as "0x..".
+std::string DriveFlagWords(ULONG flags);
+
+// "VDS_E_OBJECT_NOT_FOUND", or "0x8004FFFF" for a code without a name.
+std::string HResultText(HRESULT hr);
+
+// "0x80042405": the code as eight hex digits.
+std::string HResultHex(HRESULT hr);
+
+// "Drive {GUID} arrived." and the like, for the notifications the provider sends.
+std::string NotificationText(const VDS_NOTIFICATION& notification);
+
+}  // namespace vdsctl
+
+#endif  // VELA_TOOLS_VDSCTL_NAMES_H_
