@@ -1,0 +1,29 @@
+// The heartbeat channel: a server endpoint the proxy connects to once per message. The Windows
+// named pipe "\\.\pipe\VELA_Proxy_<n>" is a Unix-domain stream socket here, named
+// VELA_Proxy_<n> in $VELA_PIPE_DIR (default /tmp), with <n> the low 16 bits of the process id.
+#ifndef VELA_PROXY_PIPE_SERVER_H_
+#define VELA_PROXY_PIPE_SERVER_H_
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+// 1 while the recv_events loop runs; ProxyUnInit waits for it to fall.
+extern std::atomic<int> g_recvEventsRunning;
+
+// The number in the endpoint's name, which negotiate_listen_port tells the proxy.
+uint16_t PipeNumber();
+// Host path of the endpoint.
+std::string PipeSocketPath();
+
+// Creates the endpoint (removing a stale file of the same name) and starts the recv_events
+// thread. Returns 0, or 1 when the endpoint could not be made.
+int create_listen();
+// Wakes recv_events out of its wait for a client so that it sees the terminating flag.
+void delete_listener();
+// True from create_listen until the thread has closed the endpoint.
+bool PipeListenerActive();
+// Joins the recv_events thread once its running flag has fallen, else lets it go.
+void ReleasePipeThread();
+
+#endif  // VELA_PROXY_PIPE_SERVER_H_
