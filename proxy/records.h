@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "proxy/byte_order.h"
@@ -17,6 +18,13 @@
 // up to the raw count.
 constexpr size_t ValidCount(uint64_t count, size_t limit) {
   return count < limit ? static_cast<size_t>(count) : limit;
+}
+
+// A text field as a string: up to its first zero byte, or its whole width when the proxy
+// filled it without one. Text fields are not terminated by contract; never hand one to %s.
+template <size_t N>
+std::string TextOf(const char (&field)[N]) {
+  return std::string(field, strnlen(field, N));
 }
 
 // The 64-bit size of a drive in 512-byte blocks.

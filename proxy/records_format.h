@@ -53,7 +53,6 @@ inline constexpr size_t kMaxMasterVolumeEntries = 1024;
 inline constexpr size_t kMaxSnapshotEntries = 512;
 inline constexpr size_t kMaxRetndSn = 16;
 inline constexpr size_t kMaxHbaInfo = 32;
-inline constexpr size_t kMaxControllerBlocks = 2;  // per-controller blocks of unifiedControllerData
 
 // Lists inside command payloads (payload offsets). The subsystem count is in the proxy's own
 // little-endian order; every other count here is big-endian.

@@ -204,6 +204,14 @@ TEST(UnifiedAndHbaRecords, FieldsAtTheirOffsets) {
   EXPECT_EQ(l->entries[1].wwpn[0], 0x21);
 }
 
+TEST(TextFields, StopAtTheZeroOrAtTheFieldEnd) {
+  event e{};
+  std::strcpy(e.description, "Short");
+  EXPECT_EQ(TextOf(e.description), "Short");
+  std::memset(e.description, 'x', sizeof(e.description));  // no terminator: the last field
+  EXPECT_EQ(TextOf(e.description), std::string(256, 'x'));
+}
+
 TEST(SubsystemList, NativeCountAndBigEndianHandles) {
   std::vector<uint8_t> p(0x10 + 2 * kSubsystemSize);
   put_le32(2, p.data() + 8);
