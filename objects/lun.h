@@ -1,0 +1,129 @@
+// CLun: one volume of a controller (a partition), or a vdisk without partitions shown as a dummy
+// volume with no size. It copies what it needs of its array and partition records so that
+// property reads need no proxy; changes fetch the controller data afresh.
+#ifndef VELA_OBJECTS_LUN_H_
+#define VELA_OBJECTS_LUN_H_
+
+#include <cstdint>
+
+#include "platform/com.h"
+#include "platform/vds.h"
+#include "provider/vds_base.h"
+#include "proxy/records.h"
+
+class CProvider;
+class CSubSystem;
+class CController;
+
+class CLun
+    : public ComObject<IVdsLun, IVdsLun2, IVdsLunNaming, IVdsLunMpio, IVdsLunControllerPorts>,
+      public CVdsBase {
+ public:
+  CLun();
+
+  // Builds the LUN from its vdisk and partition records; a null partition makes the dummy
+  // volume of a vdisk without partitions. The caller holds hNotificationMutex.
+  void Initialize(const VDS_OBJECT_ID* id, CProvider* pProvider, CSubSystem* pSubSystem,
+                  CController* pController, const array* pArray, const partition* pPartition);
+  void Dispose() override;
+
+  // IVdsLun
+  HRESULT GetProperties(VDS_LUN_PROP* pLunProp) override;
+  HRESULT GetSubSystem(IVdsSubSystem** ppSubSystem) override;
+  HRESULT GetIdentificationData(VDS_LUN_INFORMATION* pLunInfo) override;
+  HRESULT QueryActiveControllers(IEnumVdsObject** ppEnum) override;
+  HRESULT Extend(ULONGLONG ullNumberOfBytesToAdd, VDS_OBJECT_ID* pDriveIdArray,
+                 LONG lNumberOfDrives, IVdsAsync** ppAsync) override;
+  HRESULT Shrink(ULONGLONG ullNumberOfBytesToRemove, IVdsAsync** ppAsync) override;
+  HRESULT QueryPlexes(IEnumVdsObject** ppEnum) override;
+  HRESULT AddPlex(VDS_OBJECT_ID lunId, IVdsAsync** ppAsync) override;
+  HRESULT RemovePlex(VDS_OBJECT_ID plexId, IVdsAsync** ppAsync) override;
+  HRESULT Recover(IVdsAsync** ppAsync) override;
+  HRESULT SetMask(LPWSTR pwszUnmaskingList) override;
+  HRESULT Delete() override;
+  HRESULT AssociateControllers(VDS_OBJECT_ID* pActiveControllerIdArray,
+                               LONG lNumberOfActiveControllers,
+                               VDS_OBJECT_ID* pInactiveControllerIdArray,
+                               LONG lNumberOfInactiveControllers) override;
+  HRESULT QueryHints(VDS_HINTS* pHints) override;
+  HRESULT ApplyHints(VDS_HINTS* pHints) override;
+  HRESULT SetStatus(VDS_LUN_STATUS status) override;
+  HRESULT QueryMaxLunExtendSize(VDS_OBJECT_ID* pDriveIdArray, LONG lNumberOfDrives,
+                                ULONGLONG* pullMaxBytesToBeAdded) override;
+  // IVdsLun2
+  HRESULT QueryHints2(VDS_HINTS2* pHints2) override;
+  HRESULT ApplyHints2(VDS_HINTS2* pHints2) override;
+  // IVdsLunNaming
+  HRESULT SetFriendlyName(LPWSTR pwszFriendlyName) override;
+  // IVdsLunMpio
+  HRESULT GetPathInfo(VDS_PATH_INFO** ppPaths, LONG* plNumberOfPaths) override;
+  HRESULT GetLoadBalancePolicy(VDS_LOADBALANCE_POLICY_ENUM* pPolicy, VDS_PATH_POLICY** ppPaths,
+                               LONG* plNumberOfPaths) override;
+  HRESULT SetLoadBalancePolicy(VDS_LOADBALANCE_POLICY_ENUM policy, VDS_PATH_POLICY* pPaths,
+                               LONG lNumberOfPaths) override;
+  HRESULT GetSupportedLbPolicies(ULONG* pulLbFlags) override;
+  // IVdsLunControllerPorts
+  HRESULT AssociateControllerPorts(VDS_OBJECT_ID* pActiveControllerPortIdArray,
+                                   LONG lNumberOfActiveControllerPorts,
+                                   VDS_OBJECT_ID* pInactiveControllerPortIdArray,
+                                   LONG lNumberOfInactiveControllerPorts) override;
+  HRESULT QueryActiveControllerPorts(IEnumVdsObject** ppEnum) override;
+
+  // True when status and health allow a change (callers answer VDS_E_OBJECT_STATUS_FAILED).
+  bool CanOperate() const;
+  // The share of the LUN on one member drive; 0 for a snapshot.
+  ULONGLONG DriveUsedSize() const;
+  // Whether the snap pool (part type 1) or master volume (2) still has dependants.
+  bool HasMasterVolume() const;
+
+  // For the tree, under hNotificationMutex.
+  const VDS_LUN_PROP& Prop() const { return m_prop; }
+  // Owning controller: 1 A, 0 B (list order puts A first), then PartitionOrder, then the name.
+  uint8_t Owner() const { return m_Owner; }
+  uint8_t PartitionOrder() const { return m_partitionOrder; }
+  const uint8_t* PartitionSn() const { return m_PartitionSn; }
+  const uint8_t* ArraySn() const { return m_ArraySn; }
+  int32_t NumDrives() const { return m_numDrives; }
+  uint8_t RaidLevel() const { return m_RaidLevel; }
+  uint8_t PartType() const { return m_partType; }
+  uint32_t StripeSize() const { return m_stripeSize; }
+  uint8_t DriveType() const { return m_driveType; }
+  uint8_t NumDrivesPerLowLevelArray() const { return m_numDrivesPerLowLevelArray; }
+  uint8_t Utility() const { return m_utility; }
+  const uint32_t* CacheParams() const { return m_cacheParams; }
+  bool IsDummyVolume() const { return m_isDummyVolume; }
+  CController* Controller() const { return m_pController; }
+  CSubSystem* SubSystem() const { return m_pSubSystem; }
+  const VdsObjectMap& Plexes() const { return m_mapPlexes; }
+
+ protected:
+  ~CLun() override;
+
+ private:
+  void ReadUnmaskingList(const partition& part);
+  void SetHealth(const array& vdisk);
+  void AddPlex(bool second);
+  void DumpMySelf() const;
+
+  // All guarded by hNotificationMutex.
+  ProviderRef m_pProvider;
+  CSubSystem* m_pSubSystem = nullptr;    // one reference
+  CController* m_pController = nullptr;  // one reference
+  VdsObjectMap m_mapPlexes;              // one reference per entry
+  VDS_LUN_PROP m_prop{};
+  uint32_t m_stripeSize = 0;
+  uint8_t m_Owner = 3;
+  uint8_t m_partitionOrder = 0;
+  uint8_t m_PartitionSn[32] = {};
+  uint8_t m_ArraySn[32] = {};
+  uint32_t m_cacheParams[9] = {};
+  int32_t m_numDrives = 0;
+  uint8_t m_driveType = 0;
+  uint8_t m_RaidLevel = 0;
+  uint8_t m_numDrivesPerLowLevelArray = 0;
+  uint8_t m_utility = 0;
+  uint8_t m_partType = 0;
+  bool m_isDummyVolume = false;
+};
+
+#endif  // VELA_OBJECTS_LUN_H_
