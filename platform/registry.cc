@@ -251,6 +251,14 @@ void SetRegistryFile(const std::string& path) {
   registry.loaded = false;
 }
 
+void RegistryResetForTesting() {
+  Registry& registry = TheRegistry();
+  std::lock_guard<std::mutex> guard(registry.lock);
+  registry.explicitPath.clear();
+  registry.overrides.clear();
+  registry.loaded = false;
+}
+
 std::string RegistryFilePath() {
   Registry& registry = TheRegistry();
   std::lock_guard<std::mutex> guard(registry.lock);

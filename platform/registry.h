@@ -49,6 +49,9 @@ std::string RegistryFilePath();
 bool RegistryOverride(const std::string& keyPath, const std::string& valueName,
                       const std::string& text);
 
+// Drops the overrides and the SetRegistryFile path, for tests that share a process.
+void RegistryResetForTesting();
+
 LONG RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD options, REGSAM access, PHKEY result);
 LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM access, PHKEY result);
 LONG RegCloseKey(HKEY key);
