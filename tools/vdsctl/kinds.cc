@@ -9,17 +9,18 @@ namespace {
 struct KindWords {
   Kind kind;
   std::string_view title;
+  std::string_view singular;
   std::string_view plural;
 };
 
 constexpr KindWords kKinds[] = {
-    {Kind::kSubsystem, "Subsystem", "subsystems"},
-    {Kind::kController, "Controller", "controllers"},
-    {Kind::kPort, "Port", "ports"},
-    {Kind::kDrive, "Drive", "drives"},
-    {Kind::kLun, "LUN", "luns"},
-    {Kind::kPlex, "Plex", "plexes"},
-    {Kind::kPool, "Pool", "pools"},
+    {Kind::kSubsystem, "Subsystem", "subsystem", "subsystems"},
+    {Kind::kController, "Controller", "controller", "controllers"},
+    {Kind::kPort, "Port", "port", "ports"},
+    {Kind::kDrive, "Drive", "drive", "drives"},
+    {Kind::kLun, "LUN", "lun", "luns"},
+    {Kind::kPlex, "Plex", "plex", "plexes"},
+    {Kind::kPool, "Pool", "pool", "pools"},
 };
 
 const KindWords& WordsOf(Kind kind) { return kKinds[static_cast<size_t>(kind)]; }
@@ -27,6 +28,8 @@ const KindWords& WordsOf(Kind kind) { return kKinds[static_cast<size_t>(kind)]; 
 }  // namespace
 
 std::string_view KindTitle(Kind kind) { return WordsOf(kind).title; }
+
+std::string_view KindSingular(Kind kind) { return WordsOf(kind).singular; }
 
 std::string_view KindPlural(Kind kind) { return WordsOf(kind).plural; }
 

@@ -13,6 +13,9 @@ enum class Kind { kSubsystem, kController, kPort, kDrive, kLun, kPlex, kPool };
 // and in shell messages.
 std::string_view KindTitle(Kind kind);
 
+// "subsystem", "controller", ...: the member name of one object in JSON.
+std::string_view KindSingular(Kind kind);
+
 // "subsystems", "controllers", ...: the member name of a JSON list.
 std::string_view KindPlural(Kind kind);
 

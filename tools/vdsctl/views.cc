@@ -294,6 +294,23 @@ std::string DetailText(const LunRow& row) {
   return detail.Render();
 }
 
+std::string DetailText(const PlexRow& row) {
+  const VDS_LUN_PLEX_PROP& p = row.prop;
+  return Detail(Numbered("Plex", row.index))
+      .Add("Subsystem", std::to_string(row.subsystem))
+      .Add("LUN", std::to_string(row.lun))
+      .Add("Id", GuidToString(p.id))
+      .Add("Status", StatusWord(p.status))
+      .Add("Health", HealthWord(p.health))
+      .Add("Type", PlexTypeWord(p.type))
+      .Add("Size", HumanSize(p.ullSize))
+      .Add("Stripe size", HumanSize(p.ulStripeSize))
+      .Add("Flags", Hex(p.ulFlags))
+      .Add("Transition state", TransitionWord(p.TransitionState))
+      .Add("Rebuild priority", std::to_string(p.sRebuildPriority))
+      .Render();
+}
+
 std::string DetailText(const PoolRow& row) {
   const VDS_STORAGE_POOL_PROP& p = row.prop;
   const VDS_POOL_ATTRIBUTES& a = row.attributes;

@@ -28,6 +28,7 @@ std::string DetailText(const ControllerRow& row);
 std::string DetailText(const PortRow& row);
 std::string DetailText(const DriveRow& row);
 std::string DetailText(const LunRow& row);
+std::string DetailText(const PlexRow& row);
 std::string DetailText(const PoolRow& row);
 
 }  // namespace vdsctl

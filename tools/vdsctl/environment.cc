@@ -1,0 +1,161 @@
+#include "tools/vdsctl/environment.h"
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+#include <vector>
+
+#include "platform/registry_file.h"
+
+namespace vdsctl {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char kDefaultRegistryFile[] = "/etc/velavds/registry.reg";
+
+bool ReadFile(const std::string& path, std::string* text) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return false;
+  std::ostringstream buffer;
+  buffer << in.rdbuf();
+  *text = buffer.str();
+  return !in.bad();
+}
+
+bool WriteFile(const std::string& path, const std::string& text) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << text;
+  out.close();
+  return static_cast<bool>(out);
+}
+
+std::string MakeTempDir() {
+  const char* base = std::getenv("TMPDIR");
+  std::string pattern =
+      std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/vdsctl.XXXXXX";
+  std::vector<char> buffer(pattern.begin(), pattern.end());
+  buffer.push_back('\0');
+  if (mkdtemp(buffer.data()) == nullptr) return "";
+  return buffer.data();
+}
+
+}  // namespace
+
+std::string RegistryWithConfigurationFile(const std::string& base, const std::string& confPath) {
+  RegistryTree tree;
+  std::vector<std::string> problems;
+  if (!base.empty() && !ParseRegistryText(base, &tree, &problems)) return "";
+  RegistryKey& key = RegistryAddKey(tree, kProxyParametersKey);
+  RegistryValue value;
+  value.name = "ConfigurationFile";
+  value.type = REG_SZ;
+  value.data = RegistryStringData(confPath);
+  key.values[RegistryLower(value.name)] = std::move(value);
+  return FormatRegistryText(tree);
+}
+
+std::string ResolveInventory(const std::string& name) {
+  std::error_code ec;
+  if (fs::is_regular_file(name, ec)) return name;
+  if (name.find('/') != std::string::npos) return "";
+  for (const std::string& candidate : {std::string(VDSCTL_INVENTORY_DIR "/") + name + ".json",
+                                       std::string(VDSCTL_INVENTORY_DIR "/") + name}) {
+    if (fs::is_regular_file(candidate, ec)) return candidate;
+  }
+  return "";
+}
+
+std::unique_ptr<RunEnvironment> RunEnvironment::Prepare(const EnvironmentOptions& options,
+                                                        EnvironmentError* error) {
+  std::unique_ptr<RunEnvironment> env(new RunEnvironment());
+  auto fail = [&](ExitCode code, std::string message) {
+    *error = EnvironmentError{code, std::move(message)};
+    return nullptr;
+  };
+
+  // The registry file the provider would read without us.
+  std::string registryPath = options.registryPath;
+  const bool registryNamed = !registryPath.empty();
+  if (!registryNamed) {
+    const char* env_path = std::getenv("VELA_REGISTRY");
+    registryPath = env_path != nullptr && *env_path != '\0' ? env_path : kDefaultRegistryFile;
+  }
+  std::error_code ec;
+  if (registryNamed && !fs::is_regular_file(registryPath, ec)) {
+    return fail(kExitFileError, "Cannot open the registry file " + registryPath + ".");
+  }
+  if (!options.confPath.empty() && !fs::is_regular_file(options.confPath, ec)) {
+    return fail(kExitFileError, "Cannot open the configuration file " + options.confPath + ".");
+  }
+  std::string inventory;
+  if (options.simulate && !options.inventory.empty()) {
+    inventory = ResolveInventory(options.inventory);
+    if (inventory.empty()) {
+      return fail(kExitFileError, "Cannot find the inventory " + options.inventory + ".");
+    }
+  }
+
+  if (!options.simulate && options.confPath.empty()) {
+    if (registryNamed) setenv("VELA_REGISTRY", registryPath.c_str(), 1);
+    return env;
+  }
+
+  env->tempDir_ = MakeTempDir();
+  if (env->tempDir_.empty()) {
+    return fail(kExitFileError, "Cannot make a temporary folder.");
+  }
+  std::string confPath =
+      options.confPath.empty() ? "" : fs::absolute(options.confPath, ec).string();
+  if (options.simulate) {
+    sim::SimOptions simOptions;
+    simOptions.inventory_path = inventory;
+    simOptions.listen = "127.0.0.1:0";
+    simOptions.pipe_dir = env->tempDir_;
+    std::string why;
+    env->simulator_ = sim::Simulator::Start(simOptions, &why);
+    if (!env->simulator_) {
+      return fail(kExitServiceFailure, "The simulator did not start: " + why);
+    }
+    confPath = env->tempDir_ + "/tidegate.conf";
+    if (!WriteFile(confPath, env->simulator_->ConfigurationText())) {
+      return fail(kExitFileError, "Cannot write " + confPath + ".");
+    }
+  }
+
+  std::string base;
+  if (fs::is_regular_file(registryPath, ec) && !ReadFile(registryPath, &base)) {
+    return fail(kExitFileError, "Cannot read the registry file " + registryPath + ".");
+  }
+  const std::string registry = RegistryWithConfigurationFile(base, confPath);
+  if (registry.empty()) {
+    return fail(kExitFileError, registryPath + " is not a registry file.");
+  }
+  const std::string tempRegistry = env->tempDir_ + "/registry.reg";
+  if (!WriteFile(tempRegistry, registry)) {
+    return fail(kExitFileError, "Cannot write " + tempRegistry + ".");
+  }
+  setenv("VELA_REGISTRY", tempRegistry.c_str(), 1);
+  // The provider looks in the system folder before the registry; ours holds at most the
+  // simulator's tidegate.conf, so that --conf is what counts when it is given.
+  setenv("VELA_SYSTEM_DIR", env->tempDir_.c_str(), 1);
+  // A real proxy looks for the heartbeat pipe where it always does; only our simulator is told
+  // about the private folder.
+  if (options.simulate) setenv("VELA_PIPE_DIR", env->tempDir_.c_str(), 1);
+  return env;
+}
+
+RunEnvironment::~RunEnvironment() {
+  if (simulator_) simulator_->Stop();
+  simulator_.reset();
+  if (!tempDir_.empty()) {
+    std::error_code ec;
+    fs::remove_all(tempDir_, ec);
+  }
+}
+
+}  // namespace vdsctl

@@ -1,0 +1,65 @@
+// Everything a provider run needs around it before the module is loaded: the registry file, the
+// proxy's configuration file, and for --simulate an in-process simulator. Settings reach the
+// module through the environment (VELA_REGISTRY, VELA_SYSTEM_DIR, VELA_PIPE_DIR), because the
+// module has its own copy of the platform layer. Temporary files live in one private folder
+// that goes when the environment does.
+#ifndef VELA_TOOLS_VDSCTL_ENVIRONMENT_H_
+#define VELA_TOOLS_VDSCTL_ENVIRONMENT_H_
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "sim/simulator.h"
+#include "tools/vdsctl/call_error.h"
+
+namespace vdsctl {
+
+struct EnvironmentOptions {
+  std::string registryPath;  // --registry; empty: $VELA_REGISTRY or the default file
+  std::string confPath;      // --conf: ConfigurationFile of the proxy's Parameters key
+  bool simulate = false;
+  std::string inventory;  // --simulate=INVENTORY: a file, or a name of the shipped inventories
+};
+
+struct EnvironmentError {
+  ExitCode code;
+  std::string message;
+};
+
+class RunEnvironment {
+ public:
+  // Null with *error set when a named file is missing or unreadable (kExitFileError) or the
+  // simulator does not start (kExitServiceFailure).
+  static std::unique_ptr<RunEnvironment> Prepare(const EnvironmentOptions& options,
+                                                 EnvironmentError* error);
+  // Stops the simulator and removes the temporary folder. The provider must be unloaded first.
+  ~RunEnvironment();
+  RunEnvironment(const RunEnvironment&) = delete;
+  RunEnvironment& operator=(const RunEnvironment&) = delete;
+
+  // The folder of the temporary files; empty when none was needed.
+  const std::string& TempDir() const { return tempDir_; }
+
+ private:
+  RunEnvironment() = default;
+
+  std::string tempDir_;
+  std::unique_ptr<sim::Simulator> simulator_;
+};
+
+// The registry key under which the proxy service keeps its ConfigurationFile value.
+inline constexpr char kProxyParametersKey[] =
+    "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\tidegate\\Parameters";
+
+// `base` (registry file text, or empty for an empty registry) with ConfigurationFile set to
+// `confPath`. Empty result when `base` is not a registry file.
+std::string RegistryWithConfigurationFile(const std::string& base, const std::string& confPath);
+
+// The inventory file that `--simulate=NAME` means: NAME itself when it is a file, else
+// NAME.json (or NAME) among the shipped inventories. Empty when neither exists.
+std::string ResolveInventory(const std::string& name);
+
+}  // namespace vdsctl
+
+#endif  // VELA_TOOLS_VDSCTL_ENVIRONMENT_H_

@@ -1,0 +1,102 @@
+#include "tools/vdsctl/loader.h"
+
+#include <dlfcn.h>
+
+#include <cstdlib>
+
+#include "provider/provider.h"
+
+namespace vdsctl {
+
+void AdviseSink::SetHandler(Handler handler) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  handler_ = std::move(handler);
+}
+
+HRESULT AdviseSink::OnNotify(LONG lNumberOfNotifications, VDS_NOTIFICATION* pNotificationArray) {
+  if (pNotificationArray == nullptr && lNumberOfNotifications > 0) return E_POINTER;
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (!handler_) return S_OK;
+  for (LONG i = 0; i < lNumberOfNotifications; ++i) handler_(pNotificationArray[i]);
+  return S_OK;
+}
+
+std::string ProviderLibraryPath() {
+  const char* path = std::getenv("VELA_PROVIDER_LIBRARY");
+  return path != nullptr && *path != '\0' ? path : VDSCTL_PROVIDER_LIBRARY;
+}
+
+namespace {
+
+using DllGetClassObjectFn = HRESULT (*)(REFCLSID, REFIID, LPVOID*);
+using DllCanUnloadNowFn = HRESULT (*)();
+
+std::string DlError() {
+  const char* text = dlerror();
+  return text != nullptr ? text : "unknown loader error";
+}
+
+}  // namespace
+
+std::unique_ptr<ProviderHost> ProviderHost::Load(const std::string& libraryPath,
+                                                 IVdsAdviseSink* sink, CallError* error) {
+  std::unique_ptr<ProviderHost> host(new ProviderHost());
+  host->module_ = dlopen(libraryPath.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (host->module_ == nullptr) {
+    *error = CallError{E_FAIL, DlError()};
+    return nullptr;
+  }
+  auto getClassObject =
+      reinterpret_cast<DllGetClassObjectFn>(dlsym(host->module_, "DllGetClassObject"));
+  if (getClassObject == nullptr) {
+    *error = CallError{E_FAIL, DlError()};
+    return nullptr;
+  }
+
+  void* object = nullptr;
+  HRESULT hr = getClassObject(CLSID_VelaHwProvider, IID_IClassFactory, &object);
+  if (FAILED(hr) || object == nullptr) {
+    *error = CallError{FAILED(hr) ? hr : E_POINTER, "DllGetClassObject"};
+    return nullptr;
+  }
+  ComPtr<IClassFactory> factory;
+  factory.Attach(static_cast<IClassFactory*>(object));
+
+  object = nullptr;
+  hr = factory->CreateInstance(nullptr, IID_IVdsProvider, &object);
+  if (FAILED(hr) || object == nullptr) {
+    *error = CallError{FAILED(hr) ? hr : E_POINTER, "IClassFactory::CreateInstance"};
+    return nullptr;
+  }
+  host->provider_.Attach(static_cast<IVdsProvider*>(object));
+
+  object = nullptr;
+  hr = host->provider_->QueryInterface(IID_IVdsProviderPrivate, &object);
+  if (FAILED(hr)) {
+    *error = CallError{hr, "IUnknown::QueryInterface"};
+    return nullptr;
+  }
+  ComPtr<IVdsProviderPrivate> providerPrivate;
+  providerPrivate.Attach(static_cast<IVdsProviderPrivate*>(object));
+  hr = providerPrivate->OnLoad(nullptr, sink);
+  // OnLoad has run: from here on the destructor owes the provider its OnUnload.
+  host->private_ = providerPrivate;
+  if (FAILED(hr)) {
+    *error = CallError{hr, "IVdsProviderPrivate::OnLoad"};
+    return nullptr;
+  }
+  return host;
+}
+
+ProviderHost::~ProviderHost() {
+  if (private_) private_->OnUnload(TRUE);
+  private_.Reset();
+  provider_.Reset();
+  if (module_ == nullptr) return;
+  // A module that still has live objects or running threads must stay mapped; the process
+  // ends soon after anyway.
+  auto canUnloadNow = reinterpret_cast<DllCanUnloadNowFn>(dlsym(module_, "DllCanUnloadNow"));
+  if (canUnloadNow != nullptr && canUnloadNow() == S_OK) dlclose(module_);
+}
+
+}  // namespace vdsctl

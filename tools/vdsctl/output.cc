@@ -1,0 +1,56 @@
+#include "tools/vdsctl/output.h"
+
+#include "tools/vdsctl/names.h"
+
+namespace vdsctl {
+
+Output::Output(bool json, bool pretty, std::ostream& out, std::ostream& err)
+    : json_(json), pretty_(pretty), out_(out), err_(err) {}
+
+void Output::Text(const std::string& text) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  out_ << text << std::flush;
+}
+
+void Output::Document(const vdsctl::Json& document) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  out_ << document.dump(pretty_ ? 2 : -1) << "\n" << std::flush;
+}
+
+void Output::CallFailed(const CallError& error) {
+  if (json_) {
+    Document(ErrorJson(error.hr, error.call));
+    return;
+  }
+  std::lock_guard<std::mutex> lock(mutex_);
+  err_ << error.call << " failed: " << HResultText(error.hr) << " (" << HResultHex(error.hr)
+       << ").\n"
+       << std::flush;
+}
+
+void Output::Problem(const std::string& message) {
+  if (json_) {
+    Document(vdsctl::Json{{"error", {{"message", message}}}});
+    return;
+  }
+  std::lock_guard<std::mutex> lock(mutex_);
+  err_ << message << "\n" << std::flush;
+}
+
+void Output::Prompt(const std::string& prompt) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  out_ << prompt << std::flush;
+}
+
+void Output::Notification(const VDS_NOTIFICATION& notification) {
+  if (json_) {
+    Document(vdsctl::Json{{"notification",
+                           {{"objectType", notification.objectType},
+                            {"ulEvent", notification.SubSystem.ulEvent},
+                            {"id", GuidToString(notification.SubSystem.subSystemId)}}}});
+    return;
+  }
+  Text("Notification: " + NotificationText(notification) + "\n");
+}
+
+}  // namespace vdsctl

@@ -1,0 +1,50 @@
+// Where vdsctl writes: results on standard output (a table or a JSON document), problems on
+// standard error in words, or as a JSON error document on standard output with --json.
+// Notifications come from the provider's threads, so every write takes one lock.
+#ifndef VELA_TOOLS_VDSCTL_OUTPUT_H_
+#define VELA_TOOLS_VDSCTL_OUTPUT_H_
+
+#include <mutex>
+#include <ostream>
+#include <string>
+
+#include "platform/vds_types.h"
+#include "tools/vdsctl/call_error.h"
+#include "tools/vdsctl/json.h"
+
+namespace vdsctl {
+
+class Output {
+ public:
+  // `pretty`: JSON documents indented over several lines rather than one line each.
+  Output(bool json, bool pretty, std::ostream& out, std::ostream& err);
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  bool Json() const { return json_; }
+
+  // Text as it stands (text mode) or one document on one line (JSON mode).
+  void Text(const std::string& text);
+  void Document(const vdsctl::Json& document);
+
+  // "IVdsSubSystem::GetDrive failed: VDS_E_OBJECT_NOT_FOUND (0x80042405)." or its JSON form.
+  void CallFailed(const CallError& error);
+  // A problem with what the user asked: words on standard error, or
+  // {"error":{"message":...}} with --json.
+  void Problem(const std::string& message);
+  // The prompt of the interactive shell, flushed without a line end.
+  void Prompt(const std::string& prompt);
+
+  void Notification(const VDS_NOTIFICATION& notification);
+
+ private:
+  const bool json_;
+  const bool pretty_;
+  std::mutex mutex_;
+  std::ostream& out_;  // guarded by mutex_
+  std::ostream& err_;  // guarded by mutex_
+};
+
+}  // namespace vdsctl
+
+#endif  // VELA_TOOLS_VDSCTL_OUTPUT_H_

@@ -1,0 +1,199 @@
+#include "tools/vdsctl/shell.h"
+
+#include <vector>
+
+namespace vdsctl {
+
+Shell::Shell(Model* model, Commands* commands, Output* output)
+    : model_(model), commands_(commands), output_(output) {}
+
+ExitCode Shell::Run(std::istream& in, bool interactive) {
+  std::string line;
+  for (;;) {
+    if (interactive) output_->Prompt("VDSCTL> ");
+    if (!std::getline(in, line)) break;
+    bool exit = false;
+    const ExitCode code = Execute(line, &exit);
+    if (code != kExitOk && !interactive) return code;
+    if (exit) break;
+  }
+  if (interactive && !output_->Json()) output_->Text("\n");
+  return kExitOk;
+}
+
+ExitCode Shell::Execute(const std::string& line, bool* exit) {
+  ShellCommand command;
+  std::string error;
+  if (!ParseShellLine(line, &command, &error)) {
+    output_->Problem(error);
+    return kExitSyntax;
+  }
+  switch (command.verb) {
+    case Verb::kNone:
+      return kExitOk;
+    case Verb::kExit:
+      *exit = true;
+      return kExitOk;
+    case Verb::kHelp:
+      if (output_->Json()) {
+        output_->Document(Json{{"help", ShellHelpText()}});
+      } else {
+        output_->Text(ShellHelpText());
+      }
+      return kExitOk;
+    case Verb::kList:
+      return List(*command.kind);
+    case Verb::kSelect:
+      return command.index ? Select(command) : ShowSelection(*command.kind);
+    case Verb::kDetail:
+      return Detail(command.kind);
+    case Verb::kRefresh:
+      if (CallResult failure = model_->Refresh()) {
+        output_->CallFailed(*failure);
+        return kExitFatal;
+      }
+      return Done("The provider has been refreshed.");
+    case Verb::kReenumerate: {
+      CallResult failure;
+      if (command.kind == Kind::kSubsystem) {
+        failure = model_->ReenumerateSubsystems();
+      } else {
+        std::optional<int> subsystem;
+        if (ExitCode code = ScopeSubsystem(&subsystem)) return code;
+        failure = model_->ReenumerateDrives(subsystem);
+      }
+      if (failure) {
+        output_->CallFailed(*failure);
+        return kExitFatal;
+      }
+      return Done("The provider has enumerated the " + std::string(KindPlural(*command.kind)) +
+                  " again.");
+    }
+  }
+  return kExitOk;
+}
+
+ExitCode Shell::Done(const std::string& what) {
+  if (output_->Json()) {
+    output_->Document(Json{{"done", what}});
+  } else {
+    output_->Text(what + "\n");
+  }
+  return kExitOk;
+}
+
+ExitCode Shell::ScopeSubsystem(std::optional<int>* subsystem) {
+  subsystem->reset();
+  if (Focus(Kind::kSubsystem)) {
+    std::optional<int> index;
+    std::optional<int> unused;
+    if (ExitCode code =
+            commands_->FindIndex(Kind::kSubsystem, *Focus(Kind::kSubsystem), &index, &unused)) {
+      return code;
+    }
+    if (index) {
+      *subsystem = index;
+      return kExitOk;
+    }
+    Focus(Kind::kSubsystem).reset();
+  }
+  std::vector<SubsystemRow> rows;
+  if (CallResult failure = model_->Subsystems(&rows)) {
+    output_->CallFailed(*failure);
+    return kExitFatal;
+  }
+  if (rows.size() == 1) *subsystem = 0;
+  return kExitOk;
+}
+
+ExitCode Shell::Select(const ShellCommand& command) {
+  const Kind kind = *command.kind;
+  const int index = *command.index;
+  int subsystem = 0;
+  if (KindIsPerSubsystem(kind)) {
+    std::optional<int> scope;
+    if (ExitCode code = ScopeSubsystem(&scope)) return code;
+    if (!scope) {
+      output_->Problem("There is no subsystem selected.");
+      return kExitSyntax;
+    }
+    subsystem = *scope;
+  }
+  std::optional<GUID> id;
+  if (ExitCode code = commands_->FindId(kind, subsystem, index, &id)) return code;
+  if (!id) {
+    output_->Problem(NoSuchObjectText(kind, subsystem, index));
+    return kExitSyntax;
+  }
+  if (kind == Kind::kSubsystem && Focus(kind) != id) {
+    // The objects of the previous subsystem lose their focus with it.
+    for (Kind other : {Kind::kController, Kind::kPort, Kind::kDrive, Kind::kLun}) {
+      Focus(other).reset();
+    }
+  }
+  Focus(kind) = id;
+  last_ = kind;
+  if (output_->Json()) {
+    Json selected{{"kind", KindSingular(kind)}, {"index", index}};
+    if (KindIsPerSubsystem(kind)) selected["subsystem"] = subsystem;
+    selected["id"] = GuidToString(*id);
+    output_->Document(Json{{"selected", std::move(selected)}});
+  } else {
+    output_->Text(std::string(KindTitle(kind)) + " " + std::to_string(index) +
+                  " is now the selected " + KindWord(kind) + ".\n");
+  }
+  return kExitOk;
+}
+
+ExitCode Shell::ShowSelection(Kind kind) {
+  std::optional<int> index;
+  std::optional<int> subsystem;
+  if (Focus(kind)) {
+    if (ExitCode code = commands_->FindIndex(kind, *Focus(kind), &index, &subsystem)) return code;
+  }
+  if (output_->Json()) {
+    Json selected = nullptr;
+    if (index) {
+      selected = Json{{"kind", KindSingular(kind)}, {"index", *index}};
+      if (KindIsPerSubsystem(kind)) selected["subsystem"] = *subsystem;
+      selected["id"] = GuidToString(*Focus(kind));
+    }
+    output_->Document(Json{{"selected", std::move(selected)}});
+  } else if (index) {
+    output_->Text(std::string(KindTitle(kind)) + " " + std::to_string(*index) +
+                  " is the selected " + KindWord(kind) + ".\n");
+  } else {
+    output_->Text("There is no " + KindWord(kind) + " selected.\n");
+  }
+  return kExitOk;
+}
+
+ExitCode Shell::List(Kind kind) {
+  std::optional<int> subsystem;
+  if (KindIsPerSubsystem(kind) && Focus(Kind::kSubsystem)) {
+    if (ExitCode code = ScopeSubsystem(&subsystem)) return code;
+  }
+  return commands_->List(kind, subsystem, Focus(kind).value_or(GUID_NULL));
+}
+
+ExitCode Shell::Detail(std::optional<Kind> kind) {
+  if (!kind) kind = last_;
+  if (!kind) {
+    output_->Problem("There is no object selected.");
+    return kExitSyntax;
+  }
+  std::optional<int> index;
+  std::optional<int> subsystem;
+  if (Focus(*kind)) {
+    if (ExitCode code = commands_->FindIndex(*kind, *Focus(*kind), &index, &subsystem)) {
+      return code;
+    }
+  }
+  if (!index) {
+    output_->Problem("There is no " + KindWord(*kind) + " selected.");
+    return kExitSyntax;
+  }
+  return commands_->Detail(*kind, subsystem.value_or(0), *index);
+}
+
+}  // namespace vdsctl

@@ -1,0 +1,54 @@
+// `vdsctl shell`: DiskRAID's focus model over the one-shot commands. A selection is kept by the
+// object's id, which the provider keeps stable across refreshes, so the focus survives them.
+// Objects of a subsystem are selected within the selected subsystem (or the only one there is).
+#ifndef VELA_TOOLS_VDSCTL_SHELL_H_
+#define VELA_TOOLS_VDSCTL_SHELL_H_
+
+#include <array>
+#include <istream>
+#include <optional>
+#include <string>
+
+#include "platform/guid.h"
+#include "tools/vdsctl/commands.h"
+#include "tools/vdsctl/shell_syntax.h"
+
+namespace vdsctl {
+
+class Shell {
+ public:
+  Shell(Model* model, Commands* commands, Output* output);
+  Shell(const Shell&) = delete;
+  Shell& operator=(const Shell&) = delete;
+
+  // Reads commands up to "exit" or the end of `in`. Interactive: a prompt before each line, and
+  // a failed command does not end the session. A script stops at its first failure and gives
+  // that command's exit code.
+  ExitCode Run(std::istream& in, bool interactive);
+
+  // One line; sets *exit on "exit".
+  ExitCode Execute(const std::string& line, bool* exit);
+
+ private:
+  static constexpr size_t kKinds = 7;
+
+  ExitCode Select(const ShellCommand& command);
+  ExitCode ShowSelection(Kind kind);
+  ExitCode List(Kind kind);
+  ExitCode Detail(std::optional<Kind> kind);
+  ExitCode Done(const std::string& what);
+  // The subsystem that scopes the per-subsystem kinds: the selected one, else the only one.
+  // Nothing (and kExitOk) when there is no selection and more than one subsystem.
+  ExitCode ScopeSubsystem(std::optional<int>* subsystem);
+  std::optional<GUID>& Focus(Kind kind) { return focus_[static_cast<size_t>(kind)]; }
+
+  Model* model_;
+  Commands* commands_;
+  Output* output_;
+  std::array<std::optional<GUID>, kKinds> focus_;  // selected object of each kind
+  std::optional<Kind> last_;                       // kind of the latest selection
+};
+
+}  // namespace vdsctl
+
+#endif  // VELA_TOOLS_VDSCTL_SHELL_H_
