@@ -21,6 +21,15 @@ using Wwn = std::array<uint8_t, 8>;
 using Mac = std::array<uint8_t, 6>;
 using CacheParams = std::array<uint8_t, 32>;
 
+// Cache parameters as they travel (two big-endian words, then bytes): write-back (byte 9
+// non-zero) with read-ahead on (byte 10).
+constexpr CacheParams DefaultCacheParams() {
+  CacheParams params{};
+  params[9] = 1;
+  params[10] = 1;
+  return params;
+}
+
 // drive.howUsed values.
 inline constexpr uint8_t kHowUsedAvailable = 0;
 inline constexpr uint8_t kHowUsedMember = 1;
@@ -128,7 +137,7 @@ struct Partition {
   uint64_t blocks = 0;
   uint32_t lun = 0;
   uint8_t type = 0;  // 0 plain, 1 snap pool, 2 master volume, 3 snapshot
-  CacheParams cacheParams{};
+  CacheParams cacheParams = DefaultCacheParams();
   // Default mapping: every host sees the partition at `lun` unless hosts are listed.
   bool allHosts = true;
   std::vector<HostMapping> hosts;
@@ -152,7 +161,7 @@ struct Vdisk {
   uint64_t jobPendingBlocks = 0;  // capacity an expansion adds when it ends
   uint64_t blockCount = 0;        // usable capacity
   uint64_t expandableBlocks = 0;  // capacity only the last partition may grow into
-  CacheParams cacheParams{};
+  CacheParams cacheParams = DefaultCacheParams();
   uint8_t driveType = 4;
   bool spinDown = false;
   std::vector<Partition> partitions;  // in the order they were made
