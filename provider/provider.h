@@ -24,6 +24,7 @@
 
 class CPool;
 struct event;
+struct subsystem;
 class HostInventory;
 
 // ---- Identity of the module ----------------------------------------------------------------
@@ -61,6 +62,8 @@ extern HANDLE hRefreshMutex;
 // Registry parameters (Parameters key), read by ReadProviderParameters.
 extern std::atomic<DWORD> StartingLUN;
 extern std::atomic<DWORD> Options;
+// Above 1 the lock traces and the null-free lines appear.
+extern std::atomic<DWORD> DebugLogging;
 
 // Bits of Options.
 constexpr DWORD kOptionDebuggerWaitMask = 0xF;
@@ -193,6 +196,8 @@ class CProvider final
   // The id of the object an event names (0 GUID when none); deletes the LUN of a departure.
   GUID GetUID(const event& ev, VDS_OBJECT_TYPE type);
   void Notify(VDS_NOTIFICATION* notification);
+  // Set while the monitor threads must end (OnUnload, tear-down).
+  const std::atomic<bool>& MonitorStopFlag() const { return m_stopMonitors; }
 
   // ---- Host inventory (multipath), rebuilt by initWmi ----
   HostInventory& Inventory() { return *m_inventory; }
@@ -200,6 +205,11 @@ class CProvider final
   // The first object of the name map (id order) with that name for which `isWanted` holds;
   // *guid receives its id. Null when there is none. Used by FindObjAndGuid.
   CVdsBase* FindByName(const std::u16string& name, GUID* guid, bool (*isWanted)(CVdsBase*));
+
+  // Takes over one reference on an object that stays alive for as long as the provider lives,
+  // released at tear-down: the references GetObject and the listings leave on the objects
+  // clients have seen. Caller holds hNotificationMutex.
+  void HoldSurplus(IUnknown* unknown);
 
   // Internal references (ProviderRef).
   void AddInternalRef();
@@ -218,11 +228,15 @@ class CProvider final
   void StopMonitorThreads();
   void TearDown();
   void ForgetObject(CVdsBase* object);
+  // One subsystem record of OnLoad's loop: filter, find or create, initialize, insert.
+  // E_OUTOFMEMORY ends the loop.
+  HRESULT LoadSubSystem(const subsystem& record, bool refreshing);
 
   // Client references; the tree is torn down when this reaches 0.
   std::atomic<ULONG> m_clientRefs{0};
   // Internal references: one for the clients as a whole plus one per ProviderRef.
   std::atomic<ULONG> m_internalRefs{1};
+  std::atomic<bool> m_tornDown{false};
 
   // Host inventory; written by initWmi under the same conditions as OnLoad.
   std::unique_ptr<HostInventory> m_inventory;
@@ -269,8 +283,5 @@ void FindObjAndGuid(CProvider* provider, T** ppObject, GUID* guid, const std::u1
   }
   LogFindObjAndGuid(found != nullptr, name, *ppObject);
 }
-
-// The subsystem's registry name: "Sub ", the serial, a blank, the serial again.
-std::u16string MakeSubsystemName(const char* uniqueSN);
 
 #endif  // VELA_PROVIDER_PROVIDER_H_

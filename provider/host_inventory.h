@@ -1,0 +1,44 @@
+// The host's multipath inventory, read through a WMI-shaped source: a connection, then one
+// fill per inventory step. The multipath layer supplies the source and the records; the
+// provider keeps the order of the steps and what a failure skips (CProvider::initWmi).
+#ifndef VELA_PROVIDER_HOST_INVENTORY_H_
+#define VELA_PROVIDER_HOST_INVENTORY_H_
+
+class HostInventory;
+
+// The inventory steps, in the order initWmi runs them.
+enum class InventoryStep {
+  kDevicePerf,          // WmiGetDevicePerf, before Windows Server 2008
+  kMpioDescriptor,      // WmiGetMpioDescriptor
+  kMpioDiskInfo,        // WmiGetMpioDiskInfo
+  kMpioDsmPathV2,       // WmiGetMpioDsmPathV2
+  kDsmInfo,             // WmiGetDSMInfo
+  kHbaPortProp,         // GetHbaPortProp
+  kConnectHbaInfoList,  // CProvider::get_connect_Hba_info_list
+  kLBPolicy,            // QueryLBPolicy
+};
+
+class HostInventorySource {
+ public:
+  virtual ~HostInventorySource() = default;
+  // VdsWmi: true when both WMI pointers came.
+  virtual bool Connect() = 0;
+  virtual void Disconnect() = 0;
+  // Clears the step's vector in `inventory` and fills it; false on failure.
+  virtual bool Fill(InventoryStep step, HostInventory* inventory) = 0;
+};
+
+// The source initWmi reads; null (the default) is a host without WMI, where the connection
+// fails and so does every step. Not owned.
+void SetHostInventorySource(HostInventorySource* source);
+HostInventorySource* GetHostInventorySource();
+
+// The vectors of the inventory, filled by the source. The records are the multipath layer's.
+class HostInventory {
+ public:
+  HostInventory() = default;
+  HostInventory(const HostInventory&) = delete;
+  HostInventory& operator=(const HostInventory&) = delete;
+};
+
+#endif  // VELA_PROVIDER_HOST_INVENTORY_H_

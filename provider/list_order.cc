@@ -1,0 +1,63 @@
+#include "provider/list_order.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "objects/controller.h"
+#include "objects/drive.h"
+#include "objects/lun.h"
+#include "objects/pool.h"
+
+namespace {
+
+using Entry = std::pair<GUID, VDS_OBJECT>;
+
+std::u16string_view NameOf(const CLun* lun) {
+  LPCWSTR name = lun->Prop().pwszFriendlyName;
+  return name == nullptr ? std::u16string_view() : std::u16string_view(name);
+}
+
+bool ListOrderLess(const Entry& a, const Entry& b) {
+  switch (a.second.type) {
+    case VDS_OT_CONTROLLER: {
+      auto* x = static_cast<CController*>(a.second.pObject);
+      auto* y = static_cast<CController*>(b.second.pObject);
+      return x->ControllerId() > y->ControllerId();
+    }
+    case VDS_OT_DRIVE: {
+      auto* x = static_cast<CDrive*>(a.second.pObject);
+      auto* y = static_cast<CDrive*>(b.second.pObject);
+      if (x->Enclosure() != y->Enclosure()) return x->Enclosure() < y->Enclosure();
+      return x->Slot() < y->Slot();
+    }
+    case VDS_OT_LUN: {
+      auto* x = static_cast<CLun*>(a.second.pObject);
+      auto* y = static_cast<CLun*>(b.second.pObject);
+      if (x->Owner() != y->Owner()) return x->Owner() > y->Owner();
+      if (x->PartitionOrder() != y->PartitionOrder()) {
+        return x->PartitionOrder() < y->PartitionOrder();
+      }
+      return NameOf(x) < NameOf(y);
+    }
+    case VDS_OT_STORAGE_POOL: {
+      auto* x = static_cast<CPool*>(a.second.pObject);
+      auto* y = static_cast<CPool*>(b.second.pObject);
+      return x->SortKey() < y->SortKey();
+    }
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+void SortByListOrder(std::vector<Entry>* entries) {
+  if (entries->empty()) return;
+  // A map holds one type; an entry of another type would make the casts above wrong, so such
+  // a list keeps its id order.
+  const VDS_OBJECT_TYPE type = entries->front().second.type;
+  for (const Entry& entry : *entries) {
+    if (entry.second.type != type || entry.second.pObject == nullptr) return;
+  }
+  std::stable_sort(entries->begin(), entries->end(), ListOrderLess);
+}
