@@ -1,0 +1,144 @@
+// The exchange primitive and the reply checks, against a scripted peer over loopback.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "platform/clock.h"
+#include "proxy/byte_order.h"
+#include "proxy/frame.h"
+#include "proxy/iasocket.h"
+#include "proxy/tidegate.h"
+#include "tests/support/proxy_fixture.h"
+
+namespace {
+
+using WireTest = ProxyClientTest;
+
+const uint8_t kSerial[32] = {'V', 'D', 'I', 'S', 'K', '1'};
+
+TEST_F(WireTest, HeaderOnlyReplyReadsStatusFromTheRequest) {
+  peer.Reply(MakeFrame(RSREPLY, GET_PERCENT_COMPLETED, {}));
+  uint32_t percent = 77;
+  EXPECT_EQ(Tidegate::get_percent(5, kSerial, &percent), 0);
+  EXPECT_EQ(percent, 0u);  // the request's cleared word at 0x2c
+  EXPECT_EQ(g_proxyErrorCell, 0);
+  EXPECT_TRUE(CommandMutexFree());
+}
+
+TEST_F(WireTest, FramesCarryCounterAndSeqAuth) {
+  g_sessionKey = 0x01000000;
+  const uint32_t first = g_frameCounter;
+  peer.Reply(MakeReply(SILENCE_ALARM, kLenSilenceAlarm));
+  peer.Reply(MakeReply(RESCAN_ALL_BUS, kLenRescanAllBus));
+  EXPECT_EQ(Tidegate::silence_alarm(3), 0);
+  EXPECT_EQ(Tidegate::rescan_bus(3), 0);
+  const auto requests = peer.Requests();
+  ASSERT_EQ(requests.size(), 2u);
+  for (uint32_t i = 0; i < 2; ++i) {
+    PacketHeader header{};
+    DecodePacketHeader(requests[i].data(), &header);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(header.Magic)), "BLUEFJORD");
+    EXPECT_EQ(header.SeqNum, first + i);
+    EXPECT_EQ(header.SeqAuth, ComputeSeqAuth(first + i, 0x01000000));
+    EXPECT_EQ(header.DataType, RSREQUEST);
+    EXPECT_EQ(header.Reserved, 0u);
+    EXPECT_EQ(header.DataLen, 0x10u);
+  }
+  g_sessionKey = 0;
+}
+
+TEST_F(WireTest, PeerClosingWithoutAnswerSetsCellMinusOne) {
+  peer.Close();
+  EXPECT_EQ(Tidegate::silence_alarm(1), -1);
+  EXPECT_EQ(g_proxyErrorCell, -1);
+  EXPECT_TRUE(CommandMutexFree());
+  // The dead socket fails the next command in its send or its recv.
+  EXPECT_EQ(Tidegate::silence_alarm(1), -1);
+  EXPECT_NE(g_proxyErrorCell, 0);
+}
+
+TEST_F(WireTest, SilentPeerTimesOutWithCellMinusTwo) {
+  SetTimeScaleForTesting(0.0001);
+  peer.Stall();
+  EXPECT_EQ(Tidegate::silence_alarm(1), -1);
+  EXPECT_EQ(g_proxyErrorCell, -2);
+  EXPECT_TRUE(CommandMutexFree());
+}
+
+TEST_F(WireTest, ShortHeaderIsCheckedAgainstTheOldBuffer) {
+  // 10 header bytes: no further read; DataType is still the request's, so the type check fails.
+  Bytes reply = MakeReply(SILENCE_ALARM, kLenSilenceAlarm);
+  reply.resize(10);
+  peer.Reply(reply);
+  EXPECT_EQ(Tidegate::silence_alarm(1), -1);
+  EXPECT_EQ(g_proxyErrorCell, 0);
+  EXPECT_TRUE(CommandMutexFree());
+}
+
+TEST_F(WireTest, WrongOpcodeFails) {
+  peer.Reply(MakeReply(RESCAN_ALL_BUS, kLenSilenceAlarm));
+  EXPECT_EQ(Tidegate::silence_alarm(1), -1);
+  EXPECT_EQ(g_proxyErrorCell, 0);
+  EXPECT_TRUE(CommandMutexFree());
+}
+
+TEST_F(WireTest, SessionFrameIsNotAReply) {
+  peer.Reply(MakeFrame(RSSESSION, SILENCE_ALARM, Bytes(kLenSilenceAlarm, 0)));
+  EXPECT_EQ(Tidegate::silence_alarm(1), -1);
+}
+
+TEST_F(WireTest, NonZeroStatusFailsWithCellZero) {
+  peer.Reply(MakeReply(SILENCE_ALARM, kLenSilenceAlarm, 0x33));
+  EXPECT_EQ(Tidegate::silence_alarm(1), -1);
+  EXPECT_EQ(g_proxyErrorCell, 0);
+  EXPECT_TRUE(CommandMutexFree());
+}
+
+TEST_F(WireTest, SecondFamilyReturnsTheStatusWord) {
+  peer.Reply(MakeReply(OP_CONVERT_MASTER_VOLUME, kLenConvertMasterVolume, 0xD7));
+  EXPECT_EQ(Tidegate::convert_master_volume(1, kSerial, 2, nullptr), 0xD7);
+  EXPECT_TRUE(CommandMutexFree());
+}
+
+TEST_F(WireTest, DataLenBeyondTheBufferIsRefusedUnread) {
+  peer.Reply(MakeFrameWithDataLen(RSREPLY, SILENCE_ALARM, {}, 0xFFFFFFF0u));
+  EXPECT_EQ(Tidegate::silence_alarm(1), -1);
+  EXPECT_EQ(g_proxyErrorCell, 0);
+  EXPECT_TRUE(CommandMutexFree());
+}
+
+TEST_F(WireTest, PeerClosingMidPayloadFails) {
+  Bytes reply = MakeReply(SILENCE_ALARM, kLenSilenceAlarm);
+  reply.resize(kPacketHeaderSize + 4);
+  peer.ReplyAndClose(reply);
+  EXPECT_EQ(Tidegate::silence_alarm(1), -1);
+  EXPECT_EQ(g_proxyErrorCell, 0);  // the payload read does not touch the cell
+  EXPECT_TRUE(CommandMutexFree());
+}
+
+TEST_F(WireTest, ReplyShorterThanTheRecordIsRefused) {
+  peer.Reply(MakeReply(GET_CONTROLLER, 100));
+  auto data = std::make_unique<controllerData>();
+  EXPECT_EQ(Tidegate::get_controller_data(1, data.get()), -1);
+  EXPECT_TRUE(CommandMutexFree());
+}
+
+TEST_F(WireTest, FullControllerRecordIsDecoded) {
+  Bytes payload(kControllerDataSize, 0);
+  put_be32(3, payload.data() + 0x15f30);  // numDrives
+  peer.Reply(MakeFrame(RSREPLY, GET_CONTROLLER, payload));
+  auto data = std::make_unique<controllerData>();
+  ASSERT_EQ(Tidegate::get_controller_data(0x0102, data.get()), 0);
+  EXPECT_EQ(data->numDrives, 3u);
+  const Bytes request = RequestPayload(0);
+  ASSERT_EQ(request.size(), 4u);
+  EXPECT_EQ(get_be32(request.data()), 0x0102u);  // this command's handle sits at offset 0
+}
+
+TEST(WireNoSession, CommandsFailWithoutARequestBuffer) {
+  FreeRequestBuffer();
+  EXPECT_EQ(Tidegate::silence_alarm(1), -1);
+  EXPECT_EQ(Tidegate::get_dms_tag(1, 0, nullptr), -1);
+}
+
+}  // namespace
