@@ -46,9 +46,14 @@ void ExpandDrives(const json& list, Subsystem* subsystem) {
   }
 }
 
-// Members named by count take the next available drives of the vdisk's drive type.
-void TakeMembers(Subsystem* subsystem, unsigned count, Vdisk* vdisk) {
+// Members named by count take the next available drives of the vdisk's drive type, by default
+// the type of the first available drive.
+void TakeMembers(Subsystem* subsystem, unsigned count, bool typeGiven, Vdisk* vdisk) {
   for (Drive& drive : subsystem->drives) {
+    if (!typeGiven && drive.howUsed == kHowUsedAvailable) {
+      vdisk->driveType = drive.type;
+      typeGiven = true;
+    }
     if (vdisk->members.size() >= count) break;
     if (drive.howUsed == kHowUsedAvailable && drive.type == vdisk->driveType) {
       vdisk->members.push_back(drive.serialNumber);
@@ -90,7 +95,8 @@ void BuildVdisks(const json& list, Model* model, Subsystem* subsystem) {
     VdiskFromJson(entry, &vdisk);
     if (!entry.contains("serialNumber")) vdisk.serialNumber = NewVdiskSerial(*model);
     if (entry.contains("memberCount")) {
-      TakeMembers(subsystem, entry.at("memberCount").get<unsigned>(), &vdisk);
+      TakeMembers(subsystem, entry.at("memberCount").get<unsigned>(), entry.contains("driveType"),
+                  &vdisk);
     }
     for (const std::string& serial : vdisk.members) {
       Drive* drive = FindDrive(*subsystem, serial);

@@ -11,8 +11,10 @@ namespace {
 // Company identifier that opens every serial the simulator makes.
 constexpr uint8_t kCompanyId[3] = {0x00, 0xC0, 0xFF};
 
-Serial32 SerialBase() {
+// Byte 6, outside the unique bytes of both kinds, tells a vdisk serial from a partition serial.
+Serial32 SerialBase(uint8_t kind) {
   Serial32 serial{};
+  serial[6] = kind;
   std::memcpy(serial.data(), kCompanyId, sizeof(kCompanyId));
   for (size_t i = 16; i < serial.size(); ++i) serial[i] = static_cast<uint8_t>(0x40 + i);
   return serial;
@@ -93,13 +95,13 @@ void LogEventAll(Subsystem& subsystem, const Event& event) {
 }
 
 Serial32 NewVdiskSerial(Model& model) {
-  Serial32 serial = SerialBase();
+  Serial32 serial = SerialBase('V');
   Scatter(model.serialCounter++, kVdiskUniquePositions, &serial);
   return serial;
 }
 
 Serial32 NewPartitionSerial(Model& model) {
-  Serial32 serial = SerialBase();
+  Serial32 serial = SerialBase('P');
   Scatter(model.serialCounter++, kPartitionUniquePositions, &serial);
   return serial;
 }

@@ -1,0 +1,130 @@
+#include "sim/inventory.h"
+
+#include <gtest/gtest.h>
+
+#include "sim/changes.h"
+#include "sim/raid.h"
+
+namespace sim {
+namespace {
+
+size_t CountType(const Subsystem& subsystem, uint8_t type) {
+  size_t n = 0;
+  for (const Drive& drive : subsystem.drives) n += drive.type == type;
+  return n;
+}
+
+TEST(Inventory, BuiltInDefaultIsTheShippedFile) {
+  Model builtIn, shipped;
+  std::string error;
+  ASSERT_TRUE(ParseInventory(DefaultInventoryText(), &builtIn, &error)) << error;
+  ASSERT_TRUE(LoadInventoryFile(VELA_SIM_INVENTORIES "/default.json", &shipped, &error)) << error;
+  EXPECT_EQ(ModelToJson(builtIn, -1), ModelToJson(shipped, -1));
+
+  ASSERT_EQ(builtIn.subsystems.size(), 1u);
+  const Subsystem& subsystem = builtIn.subsystems[0];
+  ASSERT_EQ(subsystem.controllers.size(), 2u);
+  for (const Controller& controller : subsystem.controllers) {
+    ASSERT_FALSE(controller.ports.empty());
+    for (const HostPort& port : controller.ports) EXPECT_EQ(port.type, kPortTypeFc);
+  }
+  EXPECT_EQ(CountType(subsystem, 4), 12u);  // SAS
+  EXPECT_EQ(CountType(subsystem, 3), 8u);   // SATA
+  EXPECT_EQ(CountType(subsystem, 8), 4u);   // SAS SSD
+  EXPECT_TRUE(subsystem.vdisks.empty());
+}
+
+TEST(Inventory, ShippedInventoriesLoadWithinTheRecordLimits) {
+  for (const char* name : {"large.json", "two-subsystems.json", "iscsi-only.json"}) {
+    Model model;
+    std::string error;
+    EXPECT_TRUE(LoadInventoryFile(std::string(VELA_SIM_INVENTORIES "/") + name, &model, &error))
+        << name << ": " << error;
+  }
+  Model large;
+  std::string error;
+  ASSERT_TRUE(LoadInventoryFile(VELA_SIM_INVENTORIES "/large.json", &large, &error));
+  const Subsystem& subsystem = large.subsystems[0];
+  EXPECT_EQ(subsystem.drives.size(), kMaxDrives);
+  ASSERT_EQ(subsystem.vdisks.size(), kMaxArrays);
+  for (const Vdisk& vdisk : subsystem.vdisks) {
+    EXPECT_EQ(vdisk.partitions.size(), kMaxPartitionsPerArray);
+    EXPECT_EQ(ComputeFreeSpace(vdisk).used, 128u * 2097152u);
+  }
+  Model iscsi;
+  ASSERT_TRUE(LoadInventoryFile(VELA_SIM_INVENTORIES "/iscsi-only.json", &iscsi, &error));
+  for (const Controller& controller : iscsi.subsystems[0].controllers) {
+    for (const HostPort& port : controller.ports) EXPECT_EQ(port.type, kPortTypeIscsi);
+  }
+}
+
+TEST(Inventory, CountedEntriesExpandAndVdisksTakeTheirMembers) {
+  const char* text = R"({"subsystems": [{"uniqueSn": "S1",
+    "controllers": [{"handle": 7, "driveOverheadPercent": 0}],
+    "drives": [{"count": 3, "first": 8, "serialNumber": "D{n}", "type": 4, "blocks": 2097152,
+                "slotNumber": 2, "scsiId": 5}],
+    "vdisks": [{"name": "V", "raidLevel": 5, "memberCount": 3,
+                "partitions": [{"count": 2, "name": "P{n}", "blocks": 1000, "lun": 4}]}]}]})";
+  Model model;
+  std::string error;
+  ASSERT_TRUE(ParseInventory(text, &model, &error)) << error;
+  const Subsystem& subsystem = model.subsystems[0];
+  ASSERT_EQ(subsystem.drives.size(), 3u);
+  EXPECT_EQ(subsystem.drives[2].serialNumber, "D0010");
+  EXPECT_EQ(subsystem.drives[2].slotNumber, 4);
+  EXPECT_EQ(subsystem.drives[2].scsiId, 7);
+  const Vdisk& vdisk = subsystem.vdisks[0];
+  EXPECT_EQ(vdisk.members, (std::vector<std::string>{"D0008", "D0009", "D0010"}));
+  for (const Drive& drive : subsystem.drives) EXPECT_EQ(drive.howUsed, kHowUsedMember);
+  // RAID 5 of three: two drives of data, each 1 GiB less 16 MiB of metadata.
+  EXPECT_EQ(vdisk.blockCount, 2 * UsableDriveBlocks(2097152, 0));
+  EXPECT_EQ(UsableDriveBlocks(2097152, 0), 2097152u - 32768u);
+  ASSERT_EQ(vdisk.partitions.size(), 2u);
+  EXPECT_EQ(vdisk.partitions[1].name, "P0002");
+  EXPECT_EQ(vdisk.partitions[1].lun, 5u);
+  EXPECT_EQ(vdisk.partitions[1].offsetBlocks, 1000u);
+  EXPECT_NE(vdisk.partitions[0].serialNumber, vdisk.partitions[1].serialNumber);
+}
+
+TEST(Inventory, FullFormRoundTripsUnchanged) {
+  Model model;
+  std::string error;
+  ASSERT_TRUE(LoadInventoryFile(VELA_SIM_INVENTORIES "/two-subsystems.json", &model, &error));
+  std::string why;
+  ASSERT_TRUE(FailDrive(model.subsystems[0], model.subsystems[0].vdisks[0].members[0], &why));
+  const std::string once = ModelToJson(model, 1);
+  Model again;
+  ASSERT_TRUE(ParseInventory(once, &again, &error)) << error;
+  EXPECT_EQ(ModelToJson(again, 1), once);
+}
+
+TEST(Inventory, RefusesBrokenModels) {
+  const char* cases[] = {
+      R"({"subsystems": []})",
+      R"({"subsystems": [{"uniqueSn": "S", "controllers": []}]})",
+      R"({"subsystems": [{"uniqueSn": "S", "controllers": [{"handle": 1}, {"handle": 1}]}]})",
+      R"({"subsystems": [{"uniqueSn": "S", "controllers": [{"handle": 1}],
+          "drives": [{"serialNumber": "A"}, {"serialNumber": "A"}]}]})",
+      R"({"subsystems": [{"uniqueSn": "S", "controllers": [{"handle": 1}],
+          "drives": [{"count": 251, "serialNumber": "D{n}"}]}]})",
+      R"({"subsystems": [{"uniqueSn": "S", "controllers": [{"handle": 1}],
+          "vdisks": [{"name": "V", "members": ["nope"]}]}]})",
+      R"({"subsystems": [{"uniqueSn": "S", "controllers": [{"handle": 1}],
+          "drives": [{"serialNumber": "A", "blocks": 4000000}],
+          "vdisks": [{"name": "V", "raidLevel": 6, "members": ["A"],
+                      "partitions": [{"name": "P", "blocks": 999999999}]}]}]})",
+      R"({"subsystems": [{"uniqueSn": "S", "controllers": [{"handle": 1, "ports": [
+          {"type": "fc", "wwpn": "0102"}]}]}]})",
+      R"({"subsystems": [{"uniqueSn": "S", "controllers": [{"handle": 1, "controllerId": 300}]}]})",
+      "not json",
+  };
+  for (const char* text : cases) {
+    Model model;
+    std::string error;
+    EXPECT_FALSE(ParseInventory(text, &model, &error)) << text;
+    EXPECT_FALSE(error.empty()) << text;
+  }
+}
+
+}  // namespace
+}  // namespace sim
