@@ -117,35 +117,42 @@ bool ScriptedPeer::ReadFrame(int fd, Bytes* frame) {
 }
 
 void ScriptedPeer::Run() {
-  const int client = accept(m_listen, nullptr, nullptr);
-  if (client < 0) return;
-  {
+  for (;;) {
+    const int client = accept(m_listen, nullptr, nullptr);
+    if (client < 0) return;
+    {
+      std::lock_guard<std::mutex> guard(m_lock);
+      m_client = client;
+      if (m_stopping) shutdown(client, SHUT_RDWR);
+    }
+    Serve(client);
     std::lock_guard<std::mutex> guard(m_lock);
-    m_client = client;
-    if (m_stopping) shutdown(client, SHUT_RDWR);
+    m_client = -1;
+    close(client);
+    if (m_stopping) return;
   }
+}
+
+void ScriptedPeer::Serve(int client) {
   for (;;) {
     Bytes frame;
-    if (!ReadFrame(client, &frame)) break;
+    if (!ReadFrame(client, &frame)) return;
     Step step;
     {
       std::unique_lock<std::mutex> guard(m_lock);
       m_requests.push_back(std::move(frame));
       m_changed.notify_all();
       m_changed.wait(guard, [&] { return m_stopping || !m_steps.empty(); });
-      if (m_stopping) break;
+      if (m_stopping) return;
       step = std::move(m_steps.front());
       m_steps.pop_front();
     }
     if (step.action == Action::kStall) {
       std::unique_lock<std::mutex> guard(m_lock);
       m_changed.wait(guard, [&] { return m_stopping; });
-      break;
+      return;
     }
     if (step.action != Action::kClose) SendAll(client, step.bytes);
-    if (step.action != Action::kReply) break;
+    if (step.action != Action::kReply) return;
   }
-  std::lock_guard<std::mutex> guard(m_lock);
-  m_client = -1;
-  close(client);
 }

@@ -1,6 +1,6 @@
-// A stand-in for the proxy service in tests: a loopback TCP server that takes one client and
-// plays a script against it, one step per request frame. It records every frame the client
-// sent, can answer with arbitrary bytes, cut a reply short, close, or stay silent.
+// A stand-in for the proxy service in tests: a loopback TCP server that takes its clients one
+// after the other and plays one script against them, one step per request frame. It records every
+// frame the client sent, can answer with arbitrary bytes, cut a reply short, close, or stay silent.
 #ifndef VELA_TESTS_SUPPORT_SCRIPTED_PEER_H_
 #define VELA_TESTS_SUPPORT_SCRIPTED_PEER_H_
 
@@ -49,6 +49,7 @@ class ScriptedPeer {
   };
 
   void Run();
+  void Serve(int client);
   bool ReadFrame(int fd, Bytes* frame);
   void AddStep(Action action, Bytes bytes);
 
