@@ -126,10 +126,7 @@ void Listener::Stop() {
     std::lock_guard<std::mutex> lock(mutex_);
     remaining.swap(connections_);
   }
-  for (Connection& connection : remaining) {
-    connection.thread.join();
-    close(connection.fd);
-  }
+  for (Connection& connection : remaining) connection.thread.join();
 }
 
 void Listener::ReapLocked() {
@@ -139,7 +136,6 @@ void Listener::ReapLocked() {
       continue;
     }
     it->thread.join();
-    close(it->fd);
     it = connections_.erase(it);
   }
 }
@@ -172,9 +168,10 @@ void Listener::AcceptLoop() {
     }
     connections_.emplace_back();
     Connection* connection = &connections_.back();
-    connection->fd = fd;
     connection->thread = std::thread([this, connection, fd] {
       handler_(fd, stopFd_);
+      // Closed here, at once, so that the peer sees the end of the connection.
+      close(fd);
       std::lock_guard<std::mutex> done(mutex_);
       connection->done = true;
     });

@@ -31,7 +31,8 @@ bool SendAll(int fd, int stopFd, const uint8_t* data, size_t size);
 
 class Listener {
  public:
-  // Serves one accepted connection; returns when it is done. The listener closes the socket.
+  // Serves one accepted connection; returns when it is done. The listener then closes the
+  // socket.
   using Handler = std::function<void(int fd, int stopFd)>;
 
   // Binds host:port (port 0 picks one) and starts accepting. Null with *error on failure.
@@ -49,7 +50,6 @@ class Listener {
 
  private:
   struct Connection {
-    int fd = -1;
     std::thread thread;
     bool done = false;  // guarded by Listener::mutex_
   };
