@@ -196,6 +196,8 @@ class CProvider final
   // The id of the object an event names (0 GUID when none); deletes the LUN of a departure.
   GUID GetUID(const event& ev, VDS_OBJECT_TYPE type);
   void Notify(VDS_NOTIFICATION* notification);
+  // Monitor threads started and not yet joined; for the tools and tests.
+  size_t MonitorThreadCount() const { return m_monitorThreads.size(); }
   // Set while the monitor threads must end (OnUnload, tear-down).
   const std::atomic<bool>& MonitorStopFlag() const { return m_stopMonitors; }
 

@@ -1,0 +1,119 @@
+// The provider against tidegate-sim: load, list, refresh in place, monitor, unload.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "proxy/session.h"
+#include "tests/provider/sim_fixture.h"
+
+namespace {
+
+using LoadTest = SimProviderTest;
+
+TEST_F(LoadTest, EmptyListIsOnlineWithoutMonitorThreads) {
+  StartSimulator(R"({"subsystems": []})");
+  ASSERT_EQ(Load(), S_OK);
+  EXPECT_TRUE(isProviderOnline.load());
+  EXPECT_EQ(provider_->MonitorThreadCount(), 0u);
+  EXPECT_TRUE(SubSystemIds().empty());
+}
+
+TEST_F(LoadTest, TwoSubsystemsGetOneMonitorEach) {
+  StartSimulator("two-subsystems.json");
+  ASSERT_EQ(Load(), S_OK);
+  EXPECT_TRUE(isProviderOnline.load());
+  EXPECT_EQ(SubSystemIds().size(), 2u);
+  EXPECT_EQ(provider_->MonitorThreadCount(), 2u);
+  EXPECT_EQ(ControllerIds().size(), 4u);
+}
+
+TEST_F(LoadTest, WithoutACallbackNoMonitorStarts) {
+  StartSimulator("two-subsystems.json");
+  ASSERT_EQ(Load(/*withSink=*/false), S_OK);
+  EXPECT_EQ(SubSystemIds().size(), 2u);
+  EXPECT_EQ(provider_->MonitorThreadCount(), 0u);
+}
+
+TEST_F(LoadTest, IscsiOnlySubsystemIsSkipped) {
+  StartSimulator("iscsi-only.json");
+  ASSERT_EQ(Load(), S_OK);
+  EXPECT_TRUE(isProviderOnline.load());
+  EXPECT_TRUE(SubSystemIds().empty());
+}
+
+TEST_F(LoadTest, WrongPasswordStaysOfflineWithSuccess) {
+  StartSimulator("default.json", "", "wrongpass");
+  ASSERT_EQ(Load(), S_OK);
+  EXPECT_FALSE(isProviderOnline.load());
+  EXPECT_EQ(provider_->MonitorThreadCount(), 0u);
+}
+
+TEST_F(LoadTest, RefreshKeepsIdsAndHeldObjectsStillAnswer) {
+  StartSimulator("default.json");
+  ASSERT_EQ(Load(/*withSink=*/false), S_OK);
+  std::vector<GUID> subSystems = SubSystemIds();
+  std::vector<GUID> controllers = ControllerIds();
+  ASSERT_EQ(subSystems.size(), 1u);
+  ASSERT_EQ(controllers.size(), 2u);
+
+  IUnknown* held = nullptr;
+  ASSERT_EQ(provider_->GetObject(controllers[0], VDS_OT_CONTROLLER, &held), S_OK);
+  ASSERT_EQ(provider_->Reenumerate(), S_OK);
+  EXPECT_EQ(SubSystemIds(), subSystems);
+  EXPECT_EQ(ControllerIds(), controllers);
+
+  IVdsController* controller = nullptr;
+  ASSERT_EQ(held->QueryInterface(IID_IVdsController, reinterpret_cast<void**>(&controller)), S_OK);
+  VDS_CONTROLLER_PROP prop{};
+  ASSERT_EQ(controller->GetProperties(&prop), S_OK);
+  EXPECT_EQ(prop.id, controllers[0]);
+  CoTaskMemFree(prop.pwszFriendlyName);
+  CoTaskMemFree(prop.pwszIdentification);
+  controller->Release();
+  held->Release();
+}
+
+TEST_F(LoadTest, RefreshTableEventLeadsToARefreshAtTheNextQuery) {
+  StartSimulator("default.json");
+  ASSERT_EQ(Load(), S_OK);
+  std::vector<GUID> controllers = ControllerIds();
+  ASSERT_EQ(simulator_->Admin("event 1001 72 2"), "ok");
+  ASSERT_TRUE(WaitFor([&] { return provider_->IsNeedRefresh(); }));
+  std::vector<VDS_NOTIFICATION> received = sink_->Received();
+  ASSERT_FALSE(received.empty());
+  EXPECT_EQ(received.back().objectType, VDS_NTT_CONTROLLER);
+  EXPECT_EQ(received.back().Controller.ulEvent, VDS_NF_CONTROLLER_ARRIVE);
+  EXPECT_NE(
+      std::find(controllers.begin(), controllers.end(), received.back().Controller.controllerId),
+      controllers.end());
+  // The controller list runs the pending refresh; the ids stay.
+  EXPECT_EQ(ControllerIds(), controllers);
+  EXPECT_FALSE(provider_->IsNeedRefresh());
+}
+
+TEST_F(LoadTest, EventWithParamOneOnlyNotifies) {
+  StartSimulator("default.json");
+  ASSERT_EQ(Load(), S_OK);
+  ASSERT_EQ(simulator_->Admin("event 1001 71 1"), "ok");
+  ASSERT_TRUE(WaitFor([&] { return !sink_->Received().empty(); }));
+  EXPECT_EQ(sink_->Received().back().Controller.ulEvent, VDS_NF_CONTROLLER_DEPART);
+  // One more full pass, so that a refresh request would have been made by now.
+  size_t count = sink_->Received().size();
+  ASSERT_EQ(simulator_->Admin("event 1001 71 1"), "ok");
+  ASSERT_TRUE(WaitFor([&] { return sink_->Received().size() > count; }));
+  EXPECT_FALSE(provider_->IsNeedRefresh());
+}
+
+TEST_F(LoadTest, MonitorReconnectsAfterTheSimulatorRestarts) {
+  StartSimulator("default.json");
+  ASSERT_EQ(Load(), S_OK);
+  std::vector<GUID> controllers = ControllerIds();
+  std::string listen = simulator_->Address() + ":" + std::to_string(simulator_->Port());
+  simulator_->Stop();
+  simulator_.reset();
+  StartSimulator("default.json", listen);
+  ASSERT_TRUE(WaitFor([&] { return provider_->IsNeedRefresh(); }));
+  EXPECT_EQ(ControllerIds(), controllers);
+}
+
+}  // namespace
