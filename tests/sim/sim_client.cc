@@ -76,6 +76,10 @@ bool SimClient::Receive(Reply* reply) {
   return ReadExactly(fd_, reply->payload.data(), reply->payload.size());
 }
 
+bool SimClient::ReadByte(char* byte) {
+  return ReadExactly(fd_, reinterpret_cast<uint8_t*>(byte), 1);
+}
+
 bool SimClient::PeerClosed() {
   uint8_t byte;
   pollfd wait{fd_, POLLIN, 0};

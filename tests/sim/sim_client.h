@@ -34,6 +34,8 @@ class SimClient {
   // Reads one whole frame; false when the connection closed or nothing came within the guard
   // time (10 s of real time, only ever reached when a test fails).
   bool Receive(Reply* reply);
+  // Reads one byte (admin answers are lines); false at the end of the stream.
+  bool ReadByte(char* byte);
   // True when the peer has closed the connection (a read gives end of stream).
   bool PeerClosed();
 

@@ -1,0 +1,125 @@
+// The real tidegate-sim program: started from its command line, killed with SIGKILL right after
+// acknowledged changes, started again on the same state file.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+
+#include "proxy/byte_order.h"
+#include "proxy/records.h"
+#include "proxy/wire_format.h"
+#include "tests/sim/sim_fixture.h"
+
+namespace simtest {
+namespace {
+
+class Program {
+ public:
+  // Starts tidegate-sim with `args` and reads its "listening on" and "admin on" lines.
+  bool Start(const std::vector<std::string>& args) {
+    int out[2];
+    if (pipe(out) != 0) return false;
+    pid_ = fork();
+    if (pid_ == 0) {
+      dup2(out[1], STDOUT_FILENO);
+      close(out[0]);
+      close(out[1]);
+      std::vector<char*> argv{const_cast<char*>(VELA_TIDEGATE_SIM)};
+      for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
+      argv.push_back(nullptr);
+      execv(argv[0], argv.data());
+      _exit(127);
+    }
+    close(out[1]);
+    FILE* lines = fdopen(out[0], "r");
+    char line[256];
+    bool ok = lines && std::fgets(line, sizeof line, lines) &&
+              std::sscanf(line, "listening on 127.0.0.1:%hu", &port_) == 1 &&
+              std::fgets(line, sizeof line, lines) &&
+              std::sscanf(line, "admin on port %hu", &adminPort_) == 1;
+    if (lines) std::fclose(lines);
+    return ok;
+  }
+  // Sends admin lines and returns the answers.
+  std::vector<std::string> Admin(const std::vector<std::string>& commands) {
+    SimClient admin;
+    std::vector<std::string> answers;
+    if (!admin.Connect(adminPort_)) return answers;
+    std::string text;
+    for (const std::string& command : commands) text += command + "\n";
+    admin.SendRaw(std::vector<uint8_t>(text.begin(), text.end()));
+    std::string received;
+    while (answers.size() < commands.size()) {
+      char byte;
+      if (!admin.ReadByte(&byte)) break;
+      if (byte != '\n') {
+        received += byte;
+        continue;
+      }
+      answers.push_back(received);
+      received.clear();
+    }
+    return answers;
+  }
+  int Signal(int signal) {
+    kill(pid_, signal);
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    return status;
+  }
+  uint16_t port() const { return port_; }
+
+ private:
+  pid_t pid_ = -1;
+  uint16_t port_ = 0;
+  uint16_t adminPort_ = 0;
+};
+
+class TidegateSim : public SimFixture {};
+
+TEST_F(TidegateSim, KilledProgramKeepsEveryAcknowledgedChange) {
+  {
+    std::ofstream conf(dir_ + "/tidegate.conf");
+    conf << "version  : 1\nipaddress: 127.0.0.1\nport     : 9\nusername : " << kUser
+         << "\npassword : " << kPassword << "\n";
+  }
+  const std::vector<std::string> args{
+      "--conf",   dir_ + "/tidegate.conf", "--state", dir_ + "/s.db",
+      "--listen", "127.0.0.1:0",           "--admin", "127.0.0.1:0"};
+  Program first;
+  ASSERT_TRUE(first.Start(args));
+  const std::vector<std::string> answers =
+      first.Admin({"fail drive 3SE00005SAS", "pull drive SSD00002SAS", "event 1002 72 2"});
+  ASSERT_EQ(answers, (std::vector<std::string>{"ok", "ok", "ok"}));
+  EXPECT_TRUE(WIFSIGNALED(first.Signal(SIGKILL)));
+
+  Program second;
+  ASSERT_TRUE(second.Start(args));
+  SimClient client;
+  ASSERT_TRUE(client.Connect(second.port()));
+  ASSERT_EQ(client.Logon(kUser, kPassword), 1u);
+  std::vector<uint8_t> request(kLenGetController);
+  put_be32(1002, request.data());
+  Reply reply;
+  ASSERT_TRUE(client.Command(GET_CONTROLLER, request, &reply));
+  auto record = std::make_unique<controllerData>();
+  ASSERT_TRUE(DecodeControllerData(reply.payload.data(), reply.payload.size(), record.get()));
+  ASSERT_EQ(record->numDrives, 23u);
+  EXPECT_EQ(record->drives[4].howUsed, 7);
+  std::vector<uint8_t> events = Request(kLenGetEvent, 1002);
+  events[0xd] = 1;
+  ASSERT_TRUE(client.Command(GET_EVENT, events, &reply));
+  EXPECT_EQ(get_be32(reply.payload.data() + kEventListEntriesOffset + 8), 72u);
+  client.Close();
+
+  // SIGTERM ends it cleanly.
+  const int status = second.Signal(SIGTERM);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+}  // namespace
+}  // namespace simtest
