@@ -90,7 +90,7 @@ class CLun
   uint8_t DriveType() const { return m_driveType; }
   uint8_t NumDrivesPerLowLevelArray() const { return m_numDrivesPerLowLevelArray; }
   uint8_t Utility() const { return m_utility; }
-  const uint32_t* CacheParams() const { return m_cacheParams; }
+  const cacheParams& CacheParams() const { return m_cacheParams; }
   bool IsDummyVolume() const { return m_isDummyVolume; }
   CController* Controller() const { return m_pController; }
   CSubSystem* SubSystem() const { return m_pSubSystem; }
@@ -102,7 +102,7 @@ class CLun
  private:
   void ReadUnmaskingList(const partition& part);
   void SetHealth(const array& vdisk);
-  void AddPlex(bool second);
+  void MakePlex(bool second);
   void DumpMySelf() const;
 
   // All guarded by hNotificationMutex.
@@ -116,7 +116,8 @@ class CLun
   uint8_t m_partitionOrder = 0;
   uint8_t m_PartitionSn[32] = {};
   uint8_t m_ArraySn[32] = {};
-  uint32_t m_cacheParams[9] = {};
+  uint32_t m_cacheLunWord = 0;  // the partition's LUN word, 0xFFFFFFFF for a dummy volume
+  cacheParams m_cacheParams{};
   int32_t m_numDrives = 0;
   uint8_t m_driveType = 0;
   uint8_t m_RaidLevel = 0;
