@@ -17,6 +17,23 @@ std::u16string_view NameOf(const CLun* lun) {
   return name == nullptr ? std::u16string_view() : std::u16string_view(name);
 }
 
+bool OfListClass(const VDS_OBJECT& entry) {
+  CVdsBase* object = entry.pObject;
+  if (object == nullptr) return false;
+  switch (entry.type) {
+    case VDS_OT_CONTROLLER:
+      return dynamic_cast<CController*>(object) != nullptr;
+    case VDS_OT_DRIVE:
+      return dynamic_cast<CDrive*>(object) != nullptr;
+    case VDS_OT_LUN:
+      return dynamic_cast<CLun*>(object) != nullptr;
+    case VDS_OT_STORAGE_POOL:
+      return dynamic_cast<CPool*>(object) != nullptr;
+    default:
+      return true;
+  }
+}
+
 bool ListOrderLess(const Entry& a, const Entry& b) {
   switch (a.second.type) {
     case VDS_OT_CONTROLLER: {
@@ -53,11 +70,11 @@ bool ListOrderLess(const Entry& a, const Entry& b) {
 
 void SortByListOrder(std::vector<Entry>* entries) {
   if (entries->empty()) return;
-  // A map holds one type; an entry of another type would make the casts above wrong, so such
-  // a list keeps its id order.
+  // A map holds one type of one class; a list where that is not so keeps its id order rather
+  // than be read through the wrong class.
   const VDS_OBJECT_TYPE type = entries->front().second.type;
   for (const Entry& entry : *entries) {
-    if (entry.second.type != type || entry.second.pObject == nullptr) return;
+    if (entry.second.type != type || !OfListClass(entry.second)) return;
   }
   std::stable_sort(entries->begin(), entries->end(), ListOrderLess);
 }

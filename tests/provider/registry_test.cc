@@ -122,11 +122,12 @@ TEST_F(RegistryTest, AnEntryLeavesWithItsObject) {
 }
 
 TEST_F(RegistryTest, QueryObjectsListsEveryEntryAndNullPointerIsRefused) {
-  FakeObject* a = Register(1, u"a");
-  FakeObject* b = Register(2, u"b");
+  // Plexes have no list order of their own: they come in id order.
+  FakeObject* a = Register(1, u"a", VDS_OT_LUN_PLEX);
+  FakeObject* b = Register(2, u"b", VDS_OT_LUN_PLEX);
   VdsObjectMap map;
-  map.emplace(MakeGuid(2), VDS_OBJECT{VDS_OT_LUN, b});
-  map.emplace(MakeGuid(1), VDS_OBJECT{VDS_OT_LUN, a});
+  map.emplace(MakeGuid(2), VDS_OBJECT{VDS_OT_LUN_PLEX, b});
+  map.emplace(MakeGuid(1), VDS_OBJECT{VDS_OT_LUN_PLEX, a});
   {
     MutexGuard guard(hNotificationMutex, "RegistryTest");
     EXPECT_EQ(provider_->QueryObjects(map, nullptr), E_POINTER);
