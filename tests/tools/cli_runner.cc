@@ -1,0 +1,136 @@
+#include "tests/tools/cli_runner.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <map>
+
+extern char** environ;
+
+namespace vdsctl_test {
+
+namespace {
+
+// A run that takes longer than this has hung; it is killed so that the suite goes on.
+constexpr int kHangLimitMs = 120000;
+
+std::vector<std::string> ChildEnvironment(const std::string& dir) {
+  std::map<std::string, std::string> env;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    const std::string text = *entry;
+    const size_t equals = text.find('=');
+    if (equals != std::string::npos) env[text.substr(0, equals)] = text.substr(equals + 1);
+  }
+  // Every wait of the provider and the simulator is scaled down; the registry, the system
+  // folder and the host root are private to the test, so nothing of the machine leaks in.
+  env["VELA_TIME_SCALE"] = "0.01";
+  env["VELA_REGISTRY"] = dir + "/no-registry.reg";
+  env["VELA_SYSTEM_DIR"] = dir;
+  env["VELA_ROOT"] = dir;
+  env["VELA_PIPE_DIR"] = dir;
+  env["TMPDIR"] = dir;
+  env.erase("VELA_PROVIDER_LIBRARY");
+  std::vector<std::string> out;
+  for (const auto& [name, value] : env) out.push_back(name + "=" + value);
+  return out;
+}
+
+std::vector<char*> Pointers(std::vector<std::string>& texts) {
+  std::vector<char*> out;
+  for (std::string& text : texts) out.push_back(text.data());
+  out.push_back(nullptr);
+  return out;
+}
+
+}  // namespace
+
+CliRunner::CliRunner() {
+  const char* base = std::getenv("TMPDIR");
+  std::string pattern =
+      std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/vdsctl-test.XXXXXX";
+  if (mkdtemp(pattern.data()) != nullptr) dir_ = pattern;
+}
+
+CliRunner::~CliRunner() {
+  std::error_code ec;
+  if (!dir_.empty()) std::filesystem::remove_all(dir_, ec);
+}
+
+std::string CliRunner::WriteFile(const std::string& name, const std::string& text) const {
+  const std::string path = dir_ + "/" + name;
+  std::ofstream(path, std::ios::binary) << text;
+  return path;
+}
+
+CliResult CliRunner::Run(const std::vector<std::string>& args, const std::string& input) const {
+  CliResult result;
+  int in[2], out[2], err[2];
+  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) {
+    return result;
+  }
+  std::vector<std::string> argv = {VDSCTL_BINARY};
+  argv.insert(argv.end(), args.begin(), args.end());
+  std::vector<std::string> envp = ChildEnvironment(dir_);
+  std::vector<char*> argvPointers = Pointers(argv);
+  std::vector<char*> envpPointers = Pointers(envp);
+
+  const pid_t pid = fork();
+  if (pid == 0) {
+    dup2(in[0], STDIN_FILENO);
+    dup2(out[1], STDOUT_FILENO);
+    dup2(err[1], STDERR_FILENO);
+    execve(argvPointers[0], argvPointers.data(), envpPointers.data());
+    _exit(127);
+  }
+  close(in[0]);
+  close(out[1]);
+  close(err[1]);
+  // Inputs are a few lines, well inside the pipe's buffer, so this write does not wait for the
+  // child to read.
+  for (size_t done = 0; done < input.size();) {
+    const ssize_t n = write(in[1], input.data() + done, input.size() - done);
+    if (n <= 0) break;
+    done += static_cast<size_t>(n);
+  }
+  close(in[1]);
+
+  pollfd fds[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
+  std::string* sinks[2] = {&result.out, &result.err};
+  int open = 2;
+  while (open > 0) {
+    const int ready = poll(fds, 2, kHangLimitMs);
+    if (ready < 0 && errno == EINTR) continue;
+    if (ready <= 0) {
+      kill(pid, SIGKILL);
+      break;
+    }
+    for (int i = 0; i < 2; ++i) {
+      if (fds[i].fd < 0 || fds[i].revents == 0) continue;
+      char buffer[4096];
+      const ssize_t n = read(fds[i].fd, buffer, sizeof(buffer));
+      if (n > 0) {
+        sinks[i]->append(buffer, static_cast<size_t>(n));
+      } else {
+        close(fds[i].fd);
+        fds[i].fd = -1;
+        --open;
+      }
+    }
+  }
+  for (const pollfd& fd : fds) {
+    if (fd.fd >= 0) close(fd.fd);
+  }
+  int status = 0;
+  waitpid(pid, &status, 0);
+  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return result;
+}
+
+}  // namespace vdsctl_test

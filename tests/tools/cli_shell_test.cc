@@ -1,0 +1,86 @@
+// `vdsctl shell` with scripts, as an administrator's script would run it.
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "tests/tools/cli_runner.h"
+
+namespace vdsctl_test {
+namespace {
+
+std::string Describe(const CliResult& result) {
+  return "exit " + std::to_string(result.exitCode) + "\n--- stdout\n" + result.out +
+         "--- stderr\n" + result.err;
+}
+
+class CliShell : public ::testing::Test {
+ protected:
+  CliRunner runner_;
+};
+
+TEST_F(CliShell, SelectListAndDetailFromStandardInput) {
+  const CliResult result = runner_.Run({"--simulate=two-subsystems", "shell"},
+                                       "select subsystem 0\n"
+                                       "select lun 0\n"
+                                       "list luns\n"
+                                       "detail\n"
+                                       "sel drive 1\n"
+                                       "list drives\n"
+                                       "detail drive\n"
+                                       "exit\n");
+  ASSERT_EQ(result.exitCode, 0) << Describe(result);
+  const std::string& out = result.out;
+  EXPECT_NE(out.find("Subsystem 0 is now the selected subsystem.\n"), std::string::npos);
+  EXPECT_NE(out.find("LUN 0 is now the selected LUN.\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("* LUN 0 "), std::string::npos) << out;
+  EXPECT_NE(out.find("\nLUN 0\n\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("Drive 1 is now the selected drive.\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("* Drive 1 "), std::string::npos) << out;
+  EXPECT_NE(out.find("\nDrive 1\n\n"), std::string::npos) << out;
+  EXPECT_EQ(out.find("VDSCTL>"), std::string::npos) << "a script shows no prompt";
+}
+
+TEST_F(CliShell, ABadSelectionStopsTheScriptWithExitCode5) {
+  const CliResult result = runner_.Run({"--simulate", "shell"},
+                                       "select subsystem 0\n"
+                                       "select lun 4096\n"
+                                       "list luns\n");
+  EXPECT_EQ(result.exitCode, 5) << Describe(result);
+  EXPECT_EQ(result.err, "There is no LUN 4096 in subsystem 0.\n");
+  EXPECT_EQ(result.out.find("LUN ###"), std::string::npos) << Describe(result);
+
+  const CliResult syntax = runner_.Run({"--simulate", "shell"}, "list gizmos\n");
+  EXPECT_EQ(syntax.exitCode, 5) << Describe(syntax);
+}
+
+TEST_F(CliShell, ScriptFileInJsonModeRefreshesAndReenumerates) {
+  const std::string script = runner_.WriteFile("session.txt",
+                                               "# a comment\n"
+                                               "select subsystem 0\n"
+                                               "refresh provider\n"
+                                               "reenumerate drives\n"
+                                               "reenumerate subsystems\n"
+                                               "select pool 0\n"
+                                               "list pools\n"
+                                               "help\n");
+  const CliResult result =
+      runner_.Run({"--simulate", "--json", "shell", "--script", script}, "exit\n");
+  ASSERT_EQ(result.exitCode, 0) << Describe(result);
+  std::istringstream lines(result.out);
+  std::vector<nlohmann::json> documents;
+  for (std::string line; std::getline(lines, line);) {
+    auto document = nlohmann::json::parse(line);
+    // Notifications may come in between when the simulator reports events.
+    if (!document.contains("notification")) documents.push_back(std::move(document));
+  }
+  ASSERT_EQ(documents.size(), 7u) << Describe(result);
+  EXPECT_EQ(documents[0]["selected"]["kind"], "subsystem");
+  EXPECT_EQ(documents[1]["done"], "The provider has been refreshed.");
+  EXPECT_EQ(documents[4]["selected"]["kind"], "pool");
+  EXPECT_FALSE(documents[5]["pools"].empty());
+  EXPECT_TRUE(documents[6]["help"].is_string());
+}
+
+}  // namespace
+}  // namespace vdsctl_test
