@@ -6,6 +6,7 @@
 #include "proxy/byte_order.h"
 #include "proxy/records.h"
 #include "proxy/wire_format.h"
+#include "sim/commands_internal.h"
 #include "sim/records_builder.h"
 
 namespace sim {
@@ -15,23 +16,6 @@ namespace {
 // Version word and text of GET_VERSION's reply.
 constexpr uint32_t kSimVersion = 0x0501;
 constexpr char kSimVersionText[] = "tidegate-sim 1.0";
-
-class Reply {
- public:
-  Reply(const uint8_t* request, size_t length, size_t size, std::vector<uint8_t>* out) : out_(out) {
-    out_->assign(std::max(size, size_t{8}), 0);
-    std::memcpy(out_->data(), request, std::min(length, out_->size()));
-    put_be32(0, at(kPayloadOffStatus));
-  }
-  uint8_t* at(size_t offset) { return out_->data() + offset; }
-  void Fail(uint32_t status) {
-    out_->resize(std::max<size_t>(out_->size(), 8));
-    put_be32(status, at(kPayloadOffStatus));
-  }
-
- private:
-  std::vector<uint8_t>* out_;
-};
 
 // Reads the handle at payload offset 8 and finds its subsystem; false when it names none.
 bool Resolve(const Model& model, const uint8_t* payload, size_t length, size_t handleOffset,
@@ -275,6 +259,7 @@ void HandleCommand(State& state, CommandSession& session, uint32_t opcode, const
       state.Read([&](const Model& model) { GetSnapList(model, opcode, payload, length, reply); });
       return;
     default:
+      if (HandleChangeCommand(state, opcode, payload, length, reply)) return;
       Reply(payload, length, 12, reply).Fail(kStatusUnsupported);
       return;
   }

@@ -314,7 +314,9 @@ bool ValidateModel(const Model& model, std::string* error) {
         if (!serials.insert(partition.serialNumber).second) {
           return fail(at + "duplicate partition serial");
         }
-        extents.emplace_back(partition.offsetBlocks, partition.blocks);
+        if (partition.type != kPartitionTypeSnapshot) {
+          extents.emplace_back(partition.offsetBlocks, partition.blocks);
+        }
       }
       std::sort(extents.begin(), extents.end());
       uint64_t end = 0;

@@ -119,6 +119,7 @@ FreeSpace ComputeFreeSpace(const Vdisk& vdisk) {
   std::vector<std::pair<uint64_t, uint64_t>> extents;
   extents.reserve(vdisk.partitions.size());
   for (const Partition& partition : vdisk.partitions) {
+    if (partition.type == kPartitionTypeSnapshot) continue;  // lives in the snap pool
     extents.emplace_back(partition.offsetBlocks, partition.blocks);
     space.used += partition.blocks;
   }

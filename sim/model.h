@@ -38,6 +38,9 @@ inline constexpr uint8_t kHowUsedPoolSpare = 3;
 inline constexpr uint8_t kHowUsedLeftover = 5;
 inline constexpr uint8_t kHowUsedFailed = 7;
 
+// partition.type of a snapshot, whose data lives in its snap pool: it takes no vdisk space.
+inline constexpr uint8_t kPartitionTypeSnapshot = 3;
+
 // hostPortType values.
 inline constexpr uint8_t kPortTypeFc = 4;
 inline constexpr uint8_t kPortTypeSas = 8;

@@ -262,6 +262,9 @@ void BuildPartitionView(const Partition& partition, uint8_t* out) {
   // With no hosts listed, a view LUN equal to the partition's own says "every host"; any other
   // value hides the partition.
   view->lun = static_cast<uint16_t>(partition.allHosts ? partition.lun : 0xFFFF);
+  // The 8-byte port field (view bytes 0x14 to 0x1b) holds the access of the all-hosts mapping,
+  // one byte per controller port; zero when there is none.
+  if (partition.allHosts) std::memset(view->reserved_12 + 2, 0xC0, 8);
   const size_t hosts = std::min(partition.hosts.size(), kMaxHostsPerView);
   view->numElements = static_cast<uint16_t>(hosts);
   for (size_t i = 0; i < hosts; ++i) {
