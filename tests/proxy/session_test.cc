@@ -223,6 +223,8 @@ TEST_F(SessionLifeTest, InitReconnectAndUnInit) {
   EXPECT_EQ(entries[2].type, EVENTLOG_INFORMATION_TYPE);
 
   peer_.Close();  // the close frame gets no answer
+  // Rounds of 50 ms: the pipe thread has up to half a second to see the wake-up.
+  SetTimeScaleForTesting(0.05);
   ProxyUnInit();
   EXPECT_EQ(g_isTerminating, 1);
   EXPECT_EQ(g_recvEventsRunning, 0);

@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 
@@ -43,7 +44,7 @@ Bytes MakeFrameWithDataLen(uint32_t dataType, uint32_t opCode, const Bytes& payl
   PacketHeader header = MakePacketHeader(dataType, opCode, 0, 0);
   header.DataLen = dataLen;
   EncodePacketHeader(header, frame.data());
-  std::memcpy(frame.data() + kPacketHeaderSize, payload.data(), payload.size());
+  std::copy(payload.begin(), payload.end(), frame.begin() + kPacketHeaderSize);
   return frame;
 }
 
