@@ -75,6 +75,15 @@ TEST_F(WireTest, ShortHeaderIsCheckedAgainstTheOldBuffer) {
   EXPECT_TRUE(CommandMutexFree());
 }
 
+TEST_F(WireTest, HeaderMissingItsLastByteRunsOnTheRequestBytes) {
+  // 35 bytes: type and opcode are the reply's, DataLen and the payload the request's.
+  Bytes reply = MakeReply(SILENCE_ALARM, kLenSilenceAlarm, 0x44);
+  reply.resize(kPacketHeaderSize - 1);
+  peer.Reply(reply);
+  EXPECT_EQ(Tidegate::silence_alarm(1), 0);
+  EXPECT_EQ(g_proxyErrorCell, 0);
+}
+
 TEST_F(WireTest, WrongOpcodeFails) {
   peer.Reply(MakeReply(RESCAN_ALL_BUS, kLenSilenceAlarm));
   EXPECT_EQ(Tidegate::silence_alarm(1), -1);
