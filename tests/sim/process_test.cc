@@ -12,6 +12,7 @@
 #include "proxy/records.h"
 #include "proxy/wire_format.h"
 #include "tests/sim/sim_fixture.h"
+#include "tests/sim/wire_requests.h"
 
 namespace simtest {
 namespace {
@@ -119,6 +120,60 @@ TEST_F(TidegateSim, KilledProgramKeepsEveryAcknowledgedChange) {
   const int status = second.Signal(SIGTERM);
   EXPECT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST_F(TidegateSim, KillDuringABurstOfChangesLosesNoAcknowledgedOne) {
+  {
+    std::ofstream conf(dir_ + "/tidegate.conf");
+    conf << "version  : 1\nipaddress: 127.0.0.1\nport     : 9\nusername : " << kUser
+         << "\npassword : " << kPassword << "\n";
+  }
+  const std::vector<std::string> args{
+      "--conf",   dir_ + "/tidegate.conf", "--state", dir_ + "/s.db",
+      "--listen", "127.0.0.1:0",           "--admin", "127.0.0.1:0"};
+  Program first;
+  ASSERT_TRUE(first.Start(args));
+  SimClient client;
+  ASSERT_TRUE(client.Connect(first.port()));
+  ASSERT_EQ(client.Logon(kUser, kPassword), 1u);
+  Reply reply;
+  const std::vector<WireDrive> drives{{"3SE00001SAS", 0, 0}, {"3SE00002SAS", 0, 1}};
+  ASSERT_TRUE(
+      client.Command(CREATE_ARRAY, CreateArrayRequest(1001, 1, 1, drives, "BURST"), &reply));
+  ASSERT_EQ(reply.status(), 0u);
+  createArray created;
+  ASSERT_TRUE(DecodeCreateArray(reply.payload.data(), reply.payload.size(), &created));
+  // Acknowledged changes, then more sent without waiting, then the kill.
+  constexpr int kAcknowledged = 25;
+  for (int i = 0; i < kAcknowledged; ++i) {
+    const std::string name = "B" + std::to_string(i);
+    ASSERT_TRUE(client.Command(ADD_ARRAY_PART,
+                               AddPartRequest(1001, created.array.serialNumber, 4096, name.c_str()),
+                               &reply));
+    ASSERT_EQ(reply.status(), 0u);
+  }
+  for (int i = 0; i < 10; ++i) {
+    client.Send(RSREQUEST, ADD_ARRAY_PART,
+                AddPartRequest(1001, created.array.serialNumber, 4096, "UNACKED"));
+  }
+  first.Signal(SIGKILL);
+
+  Program second;
+  ASSERT_TRUE(second.Start(args));
+  SimClient again;
+  ASSERT_TRUE(again.Connect(second.port()));
+  ASSERT_EQ(again.Logon(kUser, kPassword), 1u);
+  std::vector<uint8_t> request(kLenGetController);
+  put_be32(1001, request.data());
+  ASSERT_TRUE(again.Command(GET_CONTROLLER, request, &reply));
+  auto record = std::make_unique<controllerData>();
+  ASSERT_TRUE(DecodeControllerData(reply.payload.data(), reply.payload.size(), record.get()));
+  ASSERT_EQ(record->numArrays, 1u);
+  ASSERT_GE(record->arrays[0].numArrayPartitions, kAcknowledged);
+  for (int i = 0; i < kAcknowledged; ++i) {
+    EXPECT_EQ(std::string(record->partitions[0][i].name), "B" + std::to_string(i));
+  }
+  second.Signal(SIGTERM);
 }
 
 }  // namespace
