@@ -12,7 +12,7 @@ using GetClassObjectFn = HRESULT (*)(REFCLSID, REFIID, void**);
 using CanUnloadNowFn = HRESULT (*)();
 
 TEST(Module, LoadsCreatesTheProviderAndUnloadsWhenNothingIsAlive) {
-  void* module = dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_LOCAL);
+  void* module = dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
   ASSERT_NE(module, nullptr) << dlerror();
   auto getClassObject = reinterpret_cast<GetClassObjectFn>(dlsym(module, "DllGetClassObject"));
   auto canUnloadNow = reinterpret_cast<CanUnloadNowFn>(dlsym(module, "DllCanUnloadNow"));
