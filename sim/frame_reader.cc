@@ -23,8 +23,9 @@ size_t FrameReader::Feed(const uint8_t* data, size_t size, Result* result) {
       *result = Result::kTooLarge;
       return used;
     }
+    // No reserve for the announced size: a peer that announces much and sends little holds
+    // only what it sent.
     frame_.payload.clear();
-    frame_.payload.reserve(frame_.header.DataLen);
   }
   const size_t want = frame_.header.DataLen - frame_.payload.size();
   const size_t take = std::min(size - used, want);
