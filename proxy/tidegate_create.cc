@@ -111,7 +111,8 @@ int Tidegate::create_array(uint32_t handle, uint8_t controllerId, array* newArra
   request->numDrives = static_cast<uint32_t>(vLoca.size());
   request->numSpares = numSpares;
   // Mirroring over more than two drives is the striped mirror.
-  request->raidLevel = raidLevel == VELA_RAID1 && vLoca.size() > 2 ? uint8_t{VELA_RAID10} : raidLevel;
+  request->raidLevel =
+      raidLevel == VELA_RAID1 && vLoca.size() > 2 ? uint8_t{VELA_RAID10} : raidLevel;
   request->stripeSizeKB = stripeSize == 0 ? kDefaultStripeKB : stripeSize / 1024;
   request->numDrivesPerLowLevelArray = numDrivesPerLowLevelArray;
   request->reserved_248 = 0xFFFFFFFFu;
