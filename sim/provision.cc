@@ -5,48 +5,15 @@
 #include <set>
 
 #include "sim/changes.h"
+#include "sim/provision_internal.h"
 #include "sim/raid.h"
 
 namespace sim {
 
-namespace {
-
-constexpr uint8_t kPartitionPlain = 0;
-constexpr uint8_t kPartitionSnapPool = 1;
-constexpr uint8_t kPartitionMaster = 2;
-constexpr uint8_t kPartitionSnapshot = 3;
-constexpr uint8_t kUtilityExpansion = 5;
-constexpr uint8_t kUtilityStoppable = 6;
+namespace provision {
 
 bool ControllerUp(const Subsystem& subsystem, size_t index) {
   return index < subsystem.controllers.size() && subsystem.controllers[index].controllerState == 0;
-}
-
-Drive* Resolve(Subsystem& subsystem, const DriveRef& ref) {
-  if (!ref.serial.empty()) return FindDrive(subsystem, ref.serial);
-  for (Drive& drive : subsystem.drives) {
-    if (drive.present && drive.channel == ref.channel && drive.scsiId == ref.scsiId) return &drive;
-  }
-  return nullptr;
-}
-
-// The drives a request names, each present, available, and named once.
-uint32_t ResolveFree(Subsystem& subsystem, const std::vector<DriveRef>& refs,
-                     std::vector<Drive*>* drives) {
-  std::set<const Drive*> seen;
-  for (const DriveRef& ref : refs) {
-    Drive* drive = Resolve(subsystem, ref);
-    if (!drive || !drive->present || drive->howUsed != kHowUsedAvailable ||
-        !seen.insert(drive).second) {
-      return kStatusDriveUnavailable;
-    }
-    drives->push_back(drive);
-  }
-  return 0;
-}
-
-size_t VdiskIndex(const Subsystem& subsystem, const Vdisk* vdisk) {
-  return static_cast<size_t>(vdisk - subsystem.vdisks.data());
 }
 
 Event LunEvent(uint32_t code, const Partition& partition, const char* what) {
@@ -54,13 +21,6 @@ Event LunEvent(uint32_t code, const Partition& partition, const char* what) {
   event.eventCode = code;
   event.lunSerial = partition.serialNumber;
   event.description = std::string(what) + " (" + partition.name + ")";
-  return event;
-}
-
-Event VdiskEvent(uint32_t code, const Vdisk& vdisk, const char* what) {
-  Event event;
-  event.eventCode = code;
-  event.description = std::string(what) + " (" + vdisk.name + ")";
   return event;
 }
 
@@ -84,7 +44,6 @@ size_t CountPartitions(const Subsystem& subsystem, uint8_t type) {
   return count;
 }
 
-// The lowest LUN number no partition of the subsystem uses.
 uint32_t FreeLun(const Subsystem& subsystem) {
   std::set<uint32_t> used;
   for (const Vdisk& vdisk : subsystem.vdisks) {
@@ -95,34 +54,10 @@ uint32_t FreeLun(const Subsystem& subsystem) {
   return lun;
 }
 
-// First free gap of at least `blocks` inside the allocatable part of a vdisk.
-bool FirstFit(const Vdisk& vdisk, uint64_t blocks, uint64_t* offset) {
-  std::vector<std::pair<uint64_t, uint64_t>> extents;
-  for (const Partition& partition : vdisk.partitions) {
-    if (partition.type != kPartitionSnapshot) {
-      extents.emplace_back(partition.offsetBlocks, partition.blocks);
-    }
-  }
-  std::sort(extents.begin(), extents.end());
-  const uint64_t end = vdisk.blockCount - vdisk.expandableBlocks;
-  uint64_t cursor = 0;
-  for (const auto& [start, length] : extents) {
-    if (start >= cursor && start - cursor >= blocks) break;
-    cursor = std::max(cursor, start + length);
-  }
-  if (cursor > end || end - cursor < blocks) return false;
-  *offset = cursor;
-  return true;
-}
-
-bool SamePrefix(const Serial32& serial, const uint8_t* id) {
-  return std::memcmp(serial.data(), id, 16) == 0;
-}
-
 Partition* FindByPrefix(Subsystem& subsystem, const uint8_t* id, uint8_t type, Vdisk** owner) {
   for (Vdisk& vdisk : subsystem.vdisks) {
     for (Partition& partition : vdisk.partitions) {
-      if (partition.type == type && SamePrefix(partition.serialNumber, id)) {
+      if (partition.type == type && std::memcmp(partition.serialNumber.data(), id, 16) == 0) {
         if (owner) *owner = &vdisk;
         return &partition;
       }
@@ -145,6 +80,83 @@ bool HasDependants(const Subsystem& subsystem, const Partition& partition) {
     }
   }
   return false;
+}
+
+}  // namespace provision
+
+using provision::ControllerUp;
+using provision::CountPartitions;
+using provision::FindByPrefix;
+using provision::FreeLun;
+using provision::HasDependants;
+using provision::kPartitionMaster;
+using provision::kPartitionPlain;
+using provision::kPartitionSnapPool;
+using provision::kPartitionSnapshot;
+using provision::kUtilityExpansion;
+using provision::kUtilityStoppable;
+using provision::LogOnOwner;
+using provision::LunEvent;
+using provision::PartitionsOnController;
+
+namespace {
+
+Drive* Resolve(Subsystem& subsystem, const DriveRef& ref) {
+  if (!ref.serial.empty()) return FindDrive(subsystem, ref.serial);
+  for (Drive& drive : subsystem.drives) {
+    if (drive.present && drive.channel == ref.channel && drive.scsiId == ref.scsiId) return &drive;
+  }
+  return nullptr;
+}
+
+// The drives a request names, each present, available, and named once.
+
+uint32_t ResolveFree(Subsystem& subsystem, const std::vector<DriveRef>& refs,
+                     std::vector<Drive*>* drives) {
+  std::set<const Drive*> seen;
+  for (const DriveRef& ref : refs) {
+    Drive* drive = Resolve(subsystem, ref);
+    if (!drive || !drive->present || drive->howUsed != kHowUsedAvailable ||
+        !seen.insert(drive).second) {
+      return kStatusDriveUnavailable;
+    }
+    drives->push_back(drive);
+  }
+  return 0;
+}
+
+size_t VdiskIndex(const Subsystem& subsystem, const Vdisk* vdisk) {
+  return static_cast<size_t>(vdisk - subsystem.vdisks.data());
+}
+
+Event VdiskEvent(uint32_t code, const Vdisk& vdisk, const char* what) {
+  Event event;
+  event.eventCode = code;
+  event.description = std::string(what) + " (" + vdisk.name + ")";
+  return event;
+}
+
+// The lowest LUN number no partition of the subsystem uses.
+
+// First free gap of at least `blocks` inside the allocatable part of a vdisk.
+
+bool FirstFit(const Vdisk& vdisk, uint64_t blocks, uint64_t* offset) {
+  std::vector<std::pair<uint64_t, uint64_t>> extents;
+  for (const Partition& partition : vdisk.partitions) {
+    if (partition.type != kPartitionSnapshot) {
+      extents.emplace_back(partition.offsetBlocks, partition.blocks);
+    }
+  }
+  std::sort(extents.begin(), extents.end());
+  const uint64_t end = vdisk.blockCount - vdisk.expandableBlocks;
+  uint64_t cursor = 0;
+  for (const auto& [start, length] : extents) {
+    if (start >= cursor && start - cursor >= blocks) break;
+    cursor = std::max(cursor, start + length);
+  }
+  if (cursor > end || end - cursor < blocks) return false;
+  *offset = cursor;
+  return true;
 }
 
 uint64_t SmallestUsable(const Subsystem& subsystem, const std::vector<std::string>& serials,
@@ -394,191 +406,6 @@ uint32_t AbortUtility(Subsystem& subsystem, const uint8_t* serial) {
   Event event = VdiskEvent(kEventJobComplete, *vdisk, "Utility aborted on vdisk");
   event.param = kUtilityStoppable;
   LogOnOwner(subsystem, *vdisk, event);
-  return 0;
-}
-
-uint32_t ChangeView(Subsystem& subsystem, const ViewChange& change) {
-  Vdisk* vdisk = nullptr;
-  Partition* partition = FindPartition(subsystem, change.serial, &vdisk);
-  if (!partition) return kStatusNotFound;
-  const bool named =
-      std::any_of(change.wwpn.begin(), change.wwpn.end(), [](uint8_t b) { return b; }) ||
-      !change.hostName.empty();
-  const bool grant =
-      std::any_of(change.access.begin(), change.access.end(), [](uint8_t b) { return b; });
-  auto sameHost = [&](const HostMapping& host) {
-    return host.hostType == change.hostType && host.wwpn == change.wwpn &&
-           host.hostName == change.hostName;
-  };
-  if (change.deleteAll || (!named && !grant)) {
-    partition->hosts.clear();
-    partition->allHosts = false;
-  } else if (!named) {
-    // Every host at this LUN: refused when another partition shows every host the same LUN.
-    for (const Vdisk& other : subsystem.vdisks) {
-      for (const Partition& p : other.partitions) {
-        if (&p != partition && p.allHosts && p.lun == change.lun) return kStatusLunInUse;
-      }
-    }
-    partition->hosts.clear();
-    partition->allHosts = true;
-    partition->lun = change.lun;
-  } else if (!grant) {
-    partition->hosts.erase(
-        std::remove_if(partition->hosts.begin(), partition->hosts.end(), sameHost),
-        partition->hosts.end());
-  } else {
-    // A host sees one partition per LUN number.
-    for (const Vdisk& other : subsystem.vdisks) {
-      for (const Partition& p : other.partitions) {
-        if (&p == partition) continue;
-        if (p.allHosts && p.lun == change.lun) return kStatusLunInUse;
-        for (const HostMapping& host : p.hosts) {
-          if (sameHost(host) && host.lun == change.lun) return kStatusLunInUse;
-        }
-      }
-    }
-    auto existing = std::find_if(partition->hosts.begin(), partition->hosts.end(), sameHost);
-    if (existing == partition->hosts.end()) {
-      if (partition->hosts.size() >= kMaxHostsPerView) return kStatusInUse;
-      partition->hosts.emplace_back();
-      existing = partition->hosts.end() - 1;
-    }
-    existing->hostType = change.hostType;
-    existing->wwpn = change.wwpn;
-    existing->hostName = change.hostName;
-    existing->lun = change.lun;
-    existing->access = change.access;
-    partition->allHosts = false;
-  }
-  LogOnOwner(subsystem, *vdisk, LunEvent(kEventLunMapping, *partition, "Volume mapping changed"));
-  return 0;
-}
-
-uint32_t AssignPoolSpare(Subsystem& subsystem, const std::string& serial, bool assign) {
-  Drive* drive = FindDrive(subsystem, serial);
-  if (!drive || !drive->present) return kStatusNotFound;
-  if (assign) {
-    if (drive->howUsed != kHowUsedAvailable) return kStatusDriveUnavailable;
-    size_t spares = 0;
-    for (const Drive& other : subsystem.drives) spares += other.howUsed == kHowUsedPoolSpare;
-    if (spares >= kMaxPoolSpares) return kStatusSpareLimit;
-    drive->howUsed = kHowUsedPoolSpare;
-  } else {
-    if (drive->howUsed != kHowUsedPoolSpare) return kStatusDriveUnavailable;
-    drive->howUsed = kHowUsedAvailable;
-  }
-  Event event;
-  event.eventCode = kEventSpareChanged;
-  event.driveSerial = serial;
-  event.description = (assign ? "Pool spare assigned (" : "Pool spare released (") + serial + ")";
-  LogEventAll(subsystem, event);
-  return 0;
-}
-
-uint32_t BlinkDrive(Subsystem& subsystem, const std::string& serial, bool on) {
-  Drive* drive = FindDrive(subsystem, serial);
-  if (!drive || !drive->present) return kStatusNotFound;
-  drive->blinking = on;
-  return 0;
-}
-
-uint32_t ToggleOwner(Subsystem& subsystem, const uint8_t* serial) {
-  Vdisk* vdisk = FindVdisk(subsystem, serial, true);
-  if (!vdisk) return kStatusNotFound;
-  const size_t other = 1 - vdisk->ownerIndex;
-  if (subsystem.controllers.size() < 2 || !ControllerUp(subsystem, other)) {
-    return kStatusControllerDown;
-  }
-  if (PartitionsOnController(subsystem, other) + vdisk->partitions.size() >
-      subsystem.controllers[other].maxArrayPartitions) {
-    return kStatusControllerPartitionLimit;
-  }
-  for (const Partition& partition : vdisk->partitions) {
-    LogOnOwner(subsystem, *vdisk, LunEvent(kEventLunDepart, partition, "Volume moved away"));
-  }
-  vdisk->ownerIndex = static_cast<uint8_t>(other);
-  for (const Partition& partition : vdisk->partitions) {
-    LogOnOwner(subsystem, *vdisk, LunEvent(kEventLunArrive, partition, "Volume moved here"));
-  }
-  return 0;
-}
-
-uint32_t RebootController(Subsystem& subsystem, size_t controllerIndex) {
-  Event depart;
-  depart.eventCode = kEventControllerDepart;
-  depart.param = kControllerEventParamRefresh;
-  depart.controllerHandle = subsystem.controllers[controllerIndex].handle;
-  depart.description = "Controller restarting";
-  Event arrive = depart;
-  arrive.eventCode = kEventControllerArrive;
-  arrive.description = "Controller back online";
-  for (size_t i = 0; i < subsystem.controllers.size(); ++i) {
-    if (i != controllerIndex && ControllerUp(subsystem, i)) {
-      LogEvent(subsystem.controllers[i], depart);
-      LogEvent(subsystem.controllers[i], arrive);
-    }
-  }
-  LogEvent(subsystem.controllers[controllerIndex], arrive);
-  return 0;
-}
-
-uint32_t ConvertMasterVolume(Model& model, Subsystem& subsystem, const uint8_t* serial,
-                             bool toMaster, const uint8_t* backingStoreId) {
-  Vdisk* vdisk = nullptr;
-  Partition* partition = FindPartition(subsystem, serial, &vdisk);
-  if (!partition) return kStatusNotFound;
-  if (toMaster) {
-    if (partition->type != kPartitionPlain) return kStatusInUse;
-    if (CountPartitions(subsystem, kPartitionMaster) >= model.limits.maxMasterVolumes) {
-      return kStatusPartitionLimit;
-    }
-    if (!FindByPrefix(subsystem, backingStoreId, kPartitionSnapPool, nullptr)) {
-      return kStatusNotFound;
-    }
-    partition->type = kPartitionMaster;
-    partition->backingStore = Serial32{};
-    std::memcpy(partition->backingStore.data(), backingStoreId, 16);
-  } else {
-    if (partition->type != kPartitionMaster) return kStatusInUse;
-    if (HasDependants(subsystem, *partition)) return kStatusInUse;
-    partition->type = kPartitionPlain;
-    partition->backingStore = Serial32{};
-  }
-  LogOnOwner(subsystem, *vdisk, LunEvent(kEventLunModify, *partition, "Volume converted"));
-  return 0;
-}
-
-uint32_t CreateSnapshot(Model& model, Subsystem& subsystem, size_t controllerIndex,
-                        const uint8_t* masterId, const std::string& name, Serial32* made) {
-  Vdisk* vdisk = nullptr;
-  const Partition* master = FindByPrefix(subsystem, masterId, kPartitionMaster, &vdisk);
-  if (!master) return kStatusNotFound;
-  if (CountPartitions(subsystem, kPartitionSnapshot) >= model.limits.maxSnapshots) {
-    return kStatusSnapshotLimit;
-  }
-  const uint32_t perController = subsystem.controllers[vdisk->ownerIndex].maxArrayPartitions;
-  if (vdisk->partitions.size() >=
-          std::min<size_t>(model.limits.maxPartitionsPerArray, kMaxPartitionsPerArray) ||
-      (perController != 0 &&
-       PartitionsOnController(subsystem, vdisk->ownerIndex) >= perController)) {
-    return kStatusSnapshotLimit + 1;
-  }
-  Partition snapshot;
-  snapshot.name = name.substr(0, 31);
-  snapshot.serialNumber = NewPartitionSerial(model);
-  snapshot.offsetBlocks = master->offsetBlocks;
-  snapshot.blocks = master->blocks;
-  snapshot.lun = FreeLun(subsystem);
-  snapshot.type = kPartitionSnapshot;
-  snapshot.allHosts = false;
-  snapshot.cacheParams = master->cacheParams;
-  std::memcpy(snapshot.master.data(), master->serialNumber.data(), 16);
-  snapshot.backingStore = master->backingStore;
-  vdisk->partitions.push_back(snapshot);
-  ++subsystem.controllers[controllerIndex].dmsTag;
-  LogOnOwner(subsystem, *vdisk, LunEvent(kEventLunArrive, snapshot, "Snapshot created"));
-  *made = snapshot.serialNumber;
   return 0;
 }
 
