@@ -133,7 +133,8 @@ TEST_F(Cli, EveryListInBothModes) {
 }
 
 TEST_F(Cli, MembersHoldTheirTypes) {
-  const CliResult drives = runner_.Run({"--simulate", "--json", "list", "drives"});
+  // Global options may follow the command.
+  const CliResult drives = runner_.Run({"--simulate", "list", "drives", "--json"});
   ASSERT_EQ(drives.exitCode, 0) << Describe(drives);
   const json drive = json::parse(drives.out)["drives"][0];
   EXPECT_TRUE(drive["ullSize"].is_number_unsigned());

@@ -76,9 +76,11 @@ int Main(int argc, char** argv) {
   app.name("vdsctl");
   Arguments args;
   app.add_option("--registry", args.environment.registryPath,
-                 "Registry file (Windows registry export format) the provider reads");
+                 "Registry file (Windows registry export format) the provider reads")
+      ->type_name("FILE");
   app.add_option("--conf", args.environment.confPath,
-                 "tidegate.conf to use: the ConfigurationFile value of the proxy's Parameters key");
+                 "tidegate.conf to use: the ConfigurationFile value of the proxy's Parameters key")
+      ->type_name("FILE");
   CLI::Option* simulate =
       app.add_option("--simulate", args.environment.inventory,
                      "Start a simulated proxy service in this process and use it; INVENTORY is "
@@ -88,6 +90,8 @@ int Main(int argc, char** argv) {
   simulate->excludes(app.get_option("--conf"));
   app.add_flag("--json", args.json, "Write one JSON document instead of tables");
   app.require_subcommand(1, 1);
+  // Global options may also follow the command: "vdsctl list drives --json".
+  app.fallthrough();
 
   app.add_subcommand("provider", "Show the provider's properties");
 
@@ -112,7 +116,8 @@ int Main(int argc, char** argv) {
 
   CLI::App* shell = app.add_subcommand(
       "shell", "Interactive session with DiskRAID's select/list/detail, or a script");
-  shell->add_option("--script", args.script, "Read the commands from FILE, not standard input");
+  shell->add_option("--script", args.script, "Read the commands from FILE, not standard input")
+      ->type_name("FILE");
 
   try {
     app.parse(argc, argv);
