@@ -284,8 +284,10 @@ HRESULT CProvider::LoadSubSystem(const subsystem& record, bool refreshing) {
 HRESULT CProvider::OnUnload(BOOL /*bForceUnload*/) {
   DebugPrintf("CProvider::OnUnload enter\n");
   isProviderOnline = false;
-  ProxyUnInit();
+  // The monitor threads end first: closing the session uses the request buffer without the
+  // command mutex, so no pass may still be in the middle of a command.
   StopMonitorThreads();
+  ProxyUnInit();
   DebugPrintf("CProvider::OnUnload exit\n");
   DebugClose();
   return S_OK;
