@@ -112,3 +112,23 @@ TEST_F(LoadTest, MonitorReconnectsAfterTheSimulatorRestarts) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(LoadTest, SubsystemListFailureGivesInitializedFailedAndStaysUnloadable) {
+  StartSimulator("default.json");
+  ASSERT_EQ(simulator_->Admin("fault next 1 short 0"), "ok");
+  EXPECT_EQ(Load(), VDS_E_INITIALIZED_FAILED);
+  EXPECT_FALSE(isProviderOnline.load());
+  EXPECT_EQ(provider_->MonitorThreadCount(), 0u);
+}
+
+TEST_F(LoadTest, UnreadableControllerRecordTakesTheSubsystemOn) {
+  StartSimulator("iscsi-only.json");
+  // The bus type filter can't read controller A: the iSCSI subsystem is taken on.
+  ASSERT_EQ(simulator_->Admin("fault next 1 short 1"), "ok");
+  ASSERT_EQ(Load(), S_OK);
+  EXPECT_EQ(SubSystemIds().size(), 1u);
+}
+
+}  // namespace
