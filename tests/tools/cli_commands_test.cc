@@ -145,7 +145,8 @@ TEST_F(Cli, MembersHoldTheirTypes) {
 
   const CliResult luns = runner_.Run({kTwoSubsystems, "--json", "list", "luns"});
   ASSERT_EQ(luns.exitCode, 0) << Describe(luns);
-  for (const json& lun : json::parse(luns.out)["luns"]) {
+  const json lunList = json::parse(luns.out);
+  for (const json& lun : lunList["luns"]) {
     ASSERT_FALSE(lun["plexes"].empty()) << lun;
     for (const json& plex : lun["plexes"]) EXPECT_TRUE(IsGuidText(plex));
   }

@@ -29,7 +29,6 @@ std::string ProviderLibraryPath() {
 namespace {
 
 using DllGetClassObjectFn = HRESULT (*)(REFCLSID, REFIID, LPVOID*);
-using DllCanUnloadNowFn = HRESULT (*)();
 
 std::string DlError() {
   const char* text = dlerror();
@@ -92,11 +91,9 @@ ProviderHost::~ProviderHost() {
   if (private_) private_->OnUnload(TRUE);
   private_.Reset();
   provider_.Reset();
-  if (module_ == nullptr) return;
-  // A module that still has live objects or running threads must stay mapped; the process
-  // ends soon after anyway.
-  auto canUnloadNow = reinterpret_cast<DllCanUnloadNowFn>(dlsym(module_, "DllCanUnloadNow"));
-  if (canUnloadNow != nullptr && canUnloadNow() == S_OK) dlclose(module_);
+  // The module stays mapped until the process ends, as it does in the disk service, which keeps
+  // its providers loaded for its whole life: a thread or a static object of the module may still
+  // be on its way out, and vdsctl ends right after this.
 }
 
 }  // namespace vdsctl
