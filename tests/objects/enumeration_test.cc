@@ -4,6 +4,7 @@
 #include <set>
 
 #include "objects/drive_rules.h"
+#include "objects/pool.h"
 #include "tests/objects/object_test_support.h"
 
 namespace {
@@ -271,6 +272,14 @@ TEST_F(Enumeration, PoolsPerDriveClassAndPerVdisk) {
       // All seven SAS drives are consumed space; only the free healthy one is free space.
       EXPECT_EQ(view.prop.ullTotalConsumedSpace, view.prop.ullTotalManagedSpace);
       EXPECT_GT(view.prop.ullTotalManagedSpace, 6 * view.prop.ullRemainingFreeSpace);
+      // What creation may take: of seven SAS drives only the free healthy one.
+      auto* primordial = static_cast<CPool*>(pool.Get());
+      std::vector<GUID> ids;
+      primordial->DriveIds(&ids, true, true);
+      EXPECT_EQ(ids.size(), 1u);
+      primordial->DriveIds(&ids, false, false);
+      EXPECT_EQ(ids.size(), 7u);
+      EXPECT_EQ(primordial->vdsLunType(), VDS_LT_DEFAULT);
     }
     if (view.name == "Vdisk VD_R5") {
       EXPECT_EQ(view.prop.type, VDS_SPT_CONCRETE);
@@ -279,6 +288,11 @@ TEST_F(Enumeration, PoolsPerDriveClassAndPerVdisk) {
       EXPECT_TRUE(view.attr.bNoSinglePointOfFailure);
       EXPECT_EQ(view.attr.ulStripeSize, 64u);
       EXPECT_EQ(view.prop.status, VDS_SPS_ONLINE);
+      auto* concrete = static_cast<CPool*>(pool.Get());
+      std::vector<GUID> ids;
+      concrete->DriveIds(&ids, true, true);
+      EXPECT_EQ(ids.size(), 3u);
+      EXPECT_EQ(concrete->vdsLunType(), VDS_LT_RAID5);
       IEnumVdsObject* list = nullptr;
       ASSERT_EQ(pool->QueryAllocatedLuns(&list), S_OK);
       EXPECT_EQ(ListOf<IVdsLun>(list).size(), 2u);
