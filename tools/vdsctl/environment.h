@@ -38,13 +38,10 @@ class RunEnvironment {
   RunEnvironment(const RunEnvironment&) = delete;
   RunEnvironment& operator=(const RunEnvironment&) = delete;
 
-  // The folder of the temporary files; empty when none was needed.
-  const std::string& TempDir() const { return tempDir_; }
-
  private:
   RunEnvironment() = default;
 
-  std::string tempDir_;
+  std::string tempDir_;  // the temporary files; empty when none were needed
   std::unique_ptr<sim::Simulator> simulator_;
 };
 

@@ -29,8 +29,6 @@ class Table {
   // Cells beyond the column count are dropped; missing cells print empty.
   void AddRow(std::vector<std::string> cells, bool selected = false);
 
-  size_t RowCount() const { return rows_.size(); }
-
   // Every line ends with "\n"; trailing blanks are trimmed.
   std::string Render() const;
 
