@@ -2,6 +2,7 @@
 #ifndef VELA_TESTS_SIM_WIRE_REQUESTS_H_
 #define VELA_TESTS_SIM_WIRE_REQUESTS_H_
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -34,7 +35,7 @@ inline std::vector<uint8_t> CreateArrayRequest(uint32_t handle, uint8_t controll
   request->reserved_248 = 0xFFFFFFFF;
   request->controllerId = controllerId;
   request->reserved_250 = 3;
-  std::strncpy(request->name, name, sizeof request->name);
+  std::memcpy(request->name, name, std::min(std::strlen(name), sizeof request->name));
   std::vector<uint8_t> payload(kCreateArraySize);
   EncodeCreateArray(*request, payload.data());
   return payload;
@@ -47,7 +48,7 @@ inline std::vector<uint8_t> AddPartRequest(uint32_t handle, const uint8_t* array
   request->reserved_c = 0xFFFFFFFF;
   request->blockCount = blocks;
   std::memcpy(request->arraySerial, arraySerial, 32);
-  std::strncpy(request->name, name, sizeof request->name);
+  std::memcpy(request->name, name, std::min(std::strlen(name), sizeof request->name));
   std::vector<uint8_t> payload(kAddArrayPartSize);
   EncodeAddArrayPart(*request, payload.data());
   return payload;
