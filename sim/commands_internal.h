@@ -18,7 +18,7 @@ class Reply {
  public:
   Reply(const uint8_t* request, size_t length, size_t size, std::vector<uint8_t>* out) : out_(out) {
     out_->assign(std::max(size, size_t{8}), 0);
-    std::memcpy(out_->data(), request, std::min(length, out_->size()));
+    if (length > 0) std::memcpy(out_->data(), request, std::min(length, out_->size()));
     put_be32(0, at(kPayloadOffStatus));
   }
   uint8_t* at(size_t offset) { return out_->data() + offset; }
