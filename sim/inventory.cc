@@ -256,7 +256,6 @@ bool ValidateModel(const Model& model, std::string* error) {
     *error = why;
     return false;
   };
-  if (model.subsystems.empty()) return fail("no subsystem");
   if (model.hbaPorts.size() > kMaxHbaEntries) return fail("more than 32 HBA ports");
   std::set<uint32_t> handles;
   std::set<std::string> subsystemSns;

@@ -19,6 +19,18 @@ TEST_F(LoadTest, TwoSubsystemsGetOneMonitorEach) {
   EXPECT_EQ(ControllerIds().size(), 4u);
 }
 
+// A proxy service with no arrays attached: online with nothing to show and nothing to watch.
+TEST_F(LoadTest, EmptyListIsOnlineWithoutMonitorThreads) {
+  StartSimulator("empty.json");
+  ASSERT_EQ(Load(), S_OK);
+  EXPECT_TRUE(isProviderOnline.load());
+  EXPECT_EQ(provider_->MonitorThreadCount(), 0u);
+  EXPECT_TRUE(SubSystemIds().empty());
+  // The empty map lets every query try a refresh; with nothing to refresh the list stays empty.
+  EXPECT_TRUE(SubSystemIds().empty());
+  EXPECT_EQ(provider_->MonitorThreadCount(), 0u);
+}
+
 TEST_F(LoadTest, WithoutACallbackNoMonitorStarts) {
   StartSimulator("two-subsystems.json");
   ASSERT_EQ(Load(/*withSink=*/false), S_OK);

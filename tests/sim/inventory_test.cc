@@ -35,7 +35,7 @@ TEST(Inventory, BuiltInDefaultIsTheShippedFile) {
 }
 
 TEST(Inventory, ShippedInventoriesLoadWithinTheRecordLimits) {
-  for (const char* name : {"large.json", "two-subsystems.json", "iscsi-only.json"}) {
+  for (const char* name : {"large.json", "two-subsystems.json", "iscsi-only.json", "empty.json"}) {
     Model model;
     std::string error;
     EXPECT_TRUE(LoadInventoryFile(std::string(VELA_SIM_INVENTORIES "/") + name, &model, &error))
@@ -56,6 +56,14 @@ TEST(Inventory, ShippedInventoriesLoadWithinTheRecordLimits) {
   for (const Controller& controller : iscsi.subsystems[0].controllers) {
     for (const HostPort& port : controller.ports) EXPECT_EQ(port.type, kPortTypeIscsi);
   }
+  // A proxy service with no arrays attached, on a host that still has its HBAs.
+  Model empty;
+  ASSERT_TRUE(LoadInventoryFile(VELA_SIM_INVENTORIES "/empty.json", &empty, &error)) << error;
+  EXPECT_TRUE(empty.subsystems.empty());
+  EXPECT_EQ(empty.hbaPorts.size(), 2u);
+  Model again;
+  ASSERT_TRUE(ParseInventory(ModelToJson(empty, 1), &again, &error)) << error;
+  EXPECT_TRUE(again.subsystems.empty());
 }
 
 TEST(Inventory, CountedEntriesExpandAndVdisksTakeTheirMembers) {
@@ -100,7 +108,7 @@ TEST(Inventory, FullFormRoundTripsUnchanged) {
 
 TEST(Inventory, RefusesBrokenModels) {
   const char* cases[] = {
-      R"({"subsystems": []})",
+      R"({"hbaPorts": []})",
       R"({"subsystems": [{"uniqueSn": "S", "controllers": []}]})",
       R"({"subsystems": [{"uniqueSn": "S", "controllers": [{"handle": 1}, {"handle": 1}]}]})",
       R"({"subsystems": [{"uniqueSn": "S", "controllers": [{"handle": 1}],

@@ -100,6 +100,35 @@ TEST_F(Server, ClientReadsEveryRecordOfEverySubsystem) {
   EXPECT_EQ(get_be32(reply.payload.data() + kBackingStoreListCountOffset), 0u);
 }
 
+// A proxy service with no arrays attached: an empty list, no controller behind any handle, and
+// the same emptiness served again from the state file after a restart.
+TEST_F(Server, EmptyInventoryListsNoSubsystemAndKeepsItAcrossARestart) {
+  options_.inventory_path = VELA_SIM_INVENTORIES "/empty.json";
+  for (int run = 0; run < 2; ++run) {
+    StartSimulator();
+    SimClient client;
+    Connect(&client);
+    Reply reply;
+    ASSERT_TRUE(
+        client.Command(GET_CONTROLLERHANDLEDB, Request(kLenGetControllerHandleDb, 0), &reply));
+    EXPECT_EQ(get_le32(reply.payload.data() + kSubsystemListOffStatus), 0u);
+    EXPECT_EQ(get_le32(reply.payload.data() + kSubsystemListCountOffset), 0u) << "run " << run;
+    EXPECT_TRUE(ListSubsystems(client).empty());
+
+    ASSERT_TRUE(client.Command(GET_CONTROLLER, GetControllerRequest(1001), &reply));
+    EXPECT_EQ(reply.status(), sim::kStatusNoController);
+    ASSERT_TRUE(client.Command(OP_GET_CONNECT_HBA_INFO_LIST, Request(kLenGetConnectHbaInfoList, 0),
+                               &reply));
+    hbaInfoList hbas;
+    ASSERT_TRUE(DecodeHbaInfoList(reply.payload.data() + 8, reply.payload.size() - 8, &hbas));
+    EXPECT_EQ(hbas.count, 2);
+    EXPECT_EQ(simulator_->Admin("event 1001 72 2").rfind("error: ", 0), 0u);
+    simulator_.reset();
+    // The second run reads the state file; an inventory with subsystems must not come back.
+    options_.inventory_path = VELA_SIM_INVENTORIES "/default.json";
+  }
+}
+
 TEST_F(Server, EventsAndRefreshFollowTheChangesOfTheArray) {
   StartSimulator();
   SimClient client;
