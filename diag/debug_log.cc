@@ -115,32 +115,34 @@ Stamp Now() {
           static_cast<unsigned>(local.tm_sec)};
 }
 
-// Writes the text line by line with the time stamps, to the file and the debugger.
-void EmitLocked(DebugState& state, const char* text) {
+// Writes `length` bytes of text line by line with the time stamps, to the file and the debugger.
+void EmitLocked(DebugState& state, const char* text, size_t length) {
   const DebugConfig& config = state.config;
   bool toFile = state.file != nullptr && config.ToFile;
-  const char* line = text;
-  while (*line != '\0') {
-    const char* feed = std::strchr(line, '\n');
-    size_t length = feed ? static_cast<size_t>(feed - line) + 1 : std::strlen(line);
+  const char* const end = text + length;
+  for (const char* line = text; line < end;) {
+    const auto* feed =
+        static_cast<const char*>(std::memchr(line, '\n', static_cast<size_t>(end - line)));
+    size_t piece = feed ? static_cast<size_t>(feed - line) + 1 : static_cast<size_t>(end - line);
     if (config.TimeStamp && !state.lineStarted) {
-      Stamp s = Now();
       if (toFile) {
+        Stamp s = Now();
         std::fprintf(state.file, "%s %02u, %u %02u:%02u:%02u: ", s.month, s.day, s.year, s.hour,
                      s.minute, s.second);
       }
       state.lineStarted = true;
     }
-    std::string piece(line, length);
-    if (config.ToDebugger) OutputDebugStringA(piece.c_str());
+    if (config.ToDebugger) OutputDebugStringA(std::string(line, piece).c_str());
     if (toFile) {
-      std::fwrite(piece.data(), 1, piece.size(), state.file);
+      std::fwrite(line, 1, piece, state.file);
       if (config.ForceFlush) std::fflush(state.file);
     }
     if (feed != nullptr) state.lineStarted = false;
-    line += length;
+    line += piece;
   }
 }
+
+void EmitLocked(DebugState& state, const char* text) { EmitLocked(state, text, std::strlen(text)); }
 
 void EmitFormatLocked(DebugState& state, const char* format, ...) {
   char buffer[kLineBuffer];
@@ -164,12 +166,39 @@ void LengthCheckLocked(DebugState& state) {
   EmitFormatLocked(state, "Truncated debug file, length was %I64d\n", length);
 }
 
-void WriteLocked(DebugState& state, const char* text) {
+// Counts one write and, on every hundredth, reads the configuration again. True when the write
+// would reach the file or the debugger: otherwise the caller need not even format it.
+bool CountWrite() {
+  DebugState& state = State();
+  std::lock_guard<std::mutex> guard(state.lock);
   if (++state.callCounter % kRereadInterval == 0) {
     state.config = ReadConfig();
     LengthCheckLocked(state);
   }
-  EmitLocked(state, text);
+  return state.config.ToDebugger || (state.file != nullptr && state.config.ToFile);
+}
+
+void Write(const char* text, size_t length) {
+  DebugState& state = State();
+  std::lock_guard<std::mutex> guard(state.lock);
+  EmitLocked(state, text, length);
+}
+
+// Formats "[pid/tid] " and the message into one buffer (cut at its size) and writes it uncounted.
+void WriteMessage(const char* format, va_list args) {
+  char buffer[kPrintfBuffer];
+  int prefix =
+      std::snprintf(buffer, sizeof(buffer), "[%04d/%04d] ", static_cast<int>(GetCurrentProcessId()),
+                    static_cast<int>(GetCurrentThreadId()));
+  WinVsnprintf(buffer + prefix, sizeof(buffer) - static_cast<size_t>(prefix), format, args);
+  Write(buffer, std::strlen(buffer));
+}
+
+void WriteMessage(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  WriteMessage(format, args);
+  va_end(args);
 }
 
 }  // namespace
@@ -225,26 +254,21 @@ void DebugClose() {
 }
 
 void DebugPrintf(const char* format, ...) {
-  char buffer[kPrintfBuffer];
-  int prefix =
-      std::snprintf(buffer, sizeof(buffer), "[%04d/%04d] ", static_cast<int>(GetCurrentProcessId()),
-                    static_cast<int>(GetCurrentThreadId()));
+  if (!CountWrite()) return;
   va_list args;
   va_start(args, format);
-  WinVsnprintf(buffer + prefix, sizeof(buffer) - static_cast<size_t>(prefix), format, args);
+  WriteMessage(format, args);
   va_end(args);
-  DebugPrintLine("%s", buffer);
 }
 
 void DebugPrintLine(const char* format, ...) {
+  if (!CountWrite()) return;
   char buffer[kLineBuffer];
   va_list args;
   va_start(args, format);
   WinVsnprintf(buffer, sizeof(buffer), format, args);
   va_end(args);
-  DebugState& state = State();
-  std::lock_guard<std::mutex> guard(state.lock);
-  WriteLocked(state, buffer);
+  Write(buffer, std::strlen(buffer));
 }
 
 void DumpBytes(const char* title, const void* bytes, int count) {
@@ -257,6 +281,7 @@ void DumpBytes(const char* title, const void* bytes, int count) {
   if (bytes == nullptr) return;
   const auto* data = static_cast<const uint8_t*>(bytes);
   for (long long offset = 0; offset < count; offset += 16) {
+    if (!CountWrite()) continue;  // still one counted write per line, as if printed
     char body[16 * 3 + 16 + 1];
     size_t used = 0;
     int n = count - offset < 16 ? static_cast<int>(count - offset) : 16;
@@ -273,7 +298,7 @@ void DumpBytes(const char* title, const void* bytes, int count) {
       body[used++] = (c < 0x21 || c > 0x7E) ? '.' : static_cast<char>(c);
     }
     body[used] = '\0';
-    DebugPrintf("%s%s\n", prefix, body);
+    WriteMessage("%s%s\n", prefix, body);
   }
 }
 

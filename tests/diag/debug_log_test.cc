@@ -184,6 +184,38 @@ TEST_F(DebugLogTest, ConfigurationIsReadAgainEveryHundredWrites) {
   EXPECT_EQ(GetDebugLevel(), 0u);
 }
 
+// While the log writes nowhere its calls are not formatted, yet each one (and each line of a
+// dump) still counts towards the next reading of the configuration.
+TEST_F(DebugLogTest, LogTurnedBackOnWritesAgainAtTheNextHundredth) {
+  const std::string on = FileNameValue() + "\"TimeStamp\"=dword:0";
+  Configure(on);
+  Debug();
+  Configure(on + "\n\"ToFile\"=dword:0");
+  for (int i = 1; i <= 147; ++i) DebugPrintf("quiet %d\n", i);
+  DumpBytes("dump", std::string(32, 'd').data(), 32);  // writes 148 to 150
+  Configure(on);
+  for (int i = 151; i <= 250; ++i) DebugPrintf("loud %d\n", i);
+  DebugClose();
+  std::string log = Log();
+  EXPECT_NE(log.find("quiet 99\n"), std::string::npos);
+  EXPECT_EQ(log.find("quiet 100\n"), std::string::npos);
+  EXPECT_EQ(log.find("dump"), std::string::npos);
+  EXPECT_EQ(log.find("loud 199\n"), std::string::npos);
+  EXPECT_NE(log.find(Prefix() + "loud 200\n"), std::string::npos);
+  EXPECT_NE(log.find(Prefix() + "loud 250\n"), std::string::npos);
+}
+
+TEST_F(DebugLogTest, DebuggerTurnedOnWithoutAFile) {
+  Configure("\"ToFile\"=dword:0");
+  Debug();
+  Configure("\"ToFile\"=dword:0\n\"ToDebugger\"=dword:1");
+  testing::internal::CaptureStderr();
+  for (int i = 1; i <= 101; ++i) DebugPrintf("line %d\n", i);
+  DebugClose();
+  std::string seen = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(seen, Prefix() + "line 100\n" + Prefix() + "line 101\n");
+}
+
 TEST_F(DebugLogTest, UnusableFileNameLeavesAProviderWithoutAFile) {
   Configure("\"FileName\"=\"" + m_dir.File("missing-folder/vds.debug") + "\"");
   testing::internal::CaptureStderr();
