@@ -24,8 +24,9 @@ namespace {
 void CProvider::AddObject(const GUID& id, VDS_OBJECT entry) {
   if (m_mapObjects.find(id) == m_mapObjects.end()) {
     m_mapObjects.emplace(id, entry);
-    if (entry.pObject != nullptr && !entry.pObject->m_registry) {
-      entry.pObject->m_registry.Attach(this);
+    if (entry.pObject != nullptr) {
+      if (!entry.pObject->m_registry) entry.pObject->m_registry.Attach(this);
+      entry.pObject->RememberRegistryId(id);
     }
   }
   DebugPrintf("CProvider::AddObject VDS_OBJECT_TYPE %d guid " GUID_FORMAT "%s", entry.type,
@@ -44,9 +45,9 @@ void CProvider::AddName(const GUID& id, const std::u16string& name, CVdsBase* ob
   DebugPrintf("guid " GUID_FORMAT "\n", GUID_ARGS(id));
   if (object == nullptr) return;
   // An existing key keeps its old name.
-  auto [it, inserted] = m_mapNames.emplace(id, VDS_NAME{name, object});
-  if (inserted && !object->m_registry) object->m_registry.Attach(this);
-  (void)it;
+  if (!m_mapNames.emplace(id, VDS_NAME{name, object}).second) return;
+  if (!object->m_registry) object->m_registry.Attach(this);
+  object->RememberRegistryId(id);
 }
 
 CVdsBase* CProvider::FindByName(const std::u16string& name, GUID* guid,
@@ -70,8 +71,17 @@ void LogFindObjAndGuid(bool found, const std::u16string& name, const void* objec
 
 void CProvider::ForgetObject(CVdsBase* object) {
   MutexGuard guard(hNotificationMutex, "CProvider::ForgetObject");
-  std::erase_if(m_mapNames, [object](const auto& item) { return item.second.pObject == object; });
-  std::erase_if(m_mapObjects, [object](const auto& item) { return item.second.pObject == object; });
+  for (const GUID& id : object->m_registryIds) {
+    if (auto name = m_mapNames.find(id);
+        name != m_mapNames.end() && name->second.pObject == object) {
+      m_mapNames.erase(name);
+    }
+    if (auto entry = m_mapObjects.find(id);
+        entry != m_mapObjects.end() && entry->second.pObject == object) {
+      m_mapObjects.erase(entry);
+    }
+  }
+  object->m_registryIds.clear();
 }
 
 void CProvider::HoldSurplus(IUnknown* unknown) { ++m_surplusRefs[unknown]; }
@@ -82,19 +92,18 @@ HRESULT CProvider::GetObject(VDS_OBJECT_ID ObjectId, VDS_OBJECT_TYPE type, IUnkn
   if (ppObjectUnk == nullptr) return E_POINTER;
   if (type < VDS_OT_SUB_SYSTEM || type > VDS_OT_STORAGE_POOL) return E_INVALIDARG;
   *ppObjectUnk = nullptr;
-  for (const auto& [id, entry] : m_mapObjects) {
-    if (id == ObjectId && entry.type == type) {
-      IUnknown* unknown = nullptr;
-      HRESULT hr = entry.pObject->Unknown()->QueryInterface(IID_IUnknown,
-                                                            reinterpret_cast<void**>(&unknown));
-      if (FAILED(hr)) return hr;
-      *ppObjectUnk = unknown;
-      // The second reference: it keeps an object that a client has seen alive for as long as
-      // the provider lives.
-      unknown->AddRef();
-      HoldSurplus(unknown);
-      return S_OK;
-    }
+  if (auto found = m_mapObjects.find(ObjectId);
+      found != m_mapObjects.end() && found->second.type == type) {
+    IUnknown* unknown = nullptr;
+    HRESULT hr = found->second.pObject->Unknown()->QueryInterface(
+        IID_IUnknown, reinterpret_cast<void**>(&unknown));
+    if (FAILED(hr)) return hr;
+    *ppObjectUnk = unknown;
+    // The second reference: it keeps an object that a client has seen alive for as long as
+    // the provider lives.
+    unknown->AddRef();
+    HoldSurplus(unknown);
+    return S_OK;
   }
   DebugPrintf(
       "BUGBUGBUG: CProvider::GetObject() return VDS_E_OBJECT_NOT_FOUND, type=%d, ObjectId:\n",

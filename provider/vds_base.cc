@@ -1,5 +1,7 @@
 #include "provider/vds_base.h"
 
+#include <algorithm>
+
 #include "provider/provider.h"
 
 void ProviderRef::Attach(CProvider* provider) {
@@ -21,5 +23,11 @@ CVdsBase::~CVdsBase() {
   if (m_registry) {
     CProvider* provider = m_registry.Get();
     provider->ForgetObject(this);
+  }
+}
+
+void CVdsBase::RememberRegistryId(const GUID& id) {
+  if (std::find(m_registryIds.begin(), m_registryIds.end(), id) == m_registryIds.end()) {
+    m_registryIds.push_back(id);
   }
 }

@@ -5,6 +5,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "platform/com.h"
 #include "platform/guid.h"
@@ -64,11 +65,18 @@ class CVdsBase {
  private:
   friend class CProvider;
 
+  // Adds `id` to m_registryIds unless there: a refresh enters an object again under its id.
+  void RememberRegistryId(const GUID& id);
+
   const VDS_OBJECT_TYPE m_objectType;
   IUnknown* const m_pUnknown;
   // The provider whose registry holds an entry for this object; set by AddObject/AddName.
   // Guarded by hNotificationMutex.
   ProviderRef m_registry;
+  // The ids under which AddObject or AddName entered this object, so that leaving the registry
+  // costs a lookup per id rather than a walk of every entry. An id may have left already.
+  // Guarded by hNotificationMutex.
+  std::vector<GUID> m_registryIds;
 };
 
 // Value of every id map: the object's type and a plain pointer.

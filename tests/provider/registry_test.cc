@@ -121,6 +121,26 @@ TEST_F(RegistryTest, AnEntryLeavesWithItsObject) {
   found->Release();
 }
 
+TEST_F(RegistryTest, ADeadObjectTakesOnlyItsOwnEntriesAlong) {
+  FakeObject* first = Register(3, u"first");
+  provider_->RemoveObject(MakeGuid(3));  // the id leaves the id map; the name stays
+  auto* second = new FakeObject();
+  second->AddRef();
+  {
+    MutexGuard guard(hNotificationMutex, "RegistryTest");
+    provider_->AddObject(MakeGuid(3), VDS_OBJECT{VDS_OT_LUN, second});
+    provider_->AddObject(MakeGuid(4), VDS_OBJECT{VDS_OT_LUN, first});
+    provider_->AddObject(MakeGuid(4), VDS_OBJECT{VDS_OT_LUN, first});  // entered again
+  }
+  first->Release();
+  EXPECT_EQ(provider_->Names().count(MakeGuid(3)), 0u);
+  EXPECT_EQ(provider_->Objects().count(MakeGuid(4)), 0u);
+  ASSERT_EQ(provider_->Objects().count(MakeGuid(3)), 1u);
+  EXPECT_EQ(provider_->Objects().at(MakeGuid(3)).pObject, second);
+  second->Release();
+  EXPECT_TRUE(provider_->Objects().empty());
+}
+
 TEST_F(RegistryTest, QueryObjectsListsEveryEntryAndNullPointerIsRefused) {
   // Plexes have no list order of their own: they come in id order.
   FakeObject* a = Register(1, u"a", VDS_OT_LUN_PLEX);
