@@ -35,8 +35,9 @@ struct ClockState {
 };
 
 ClockState& State() {
-  static ClockState* state = new ClockState();  // never destroyed: threads may outlive statics
-  return *state;
+  // Destroyed with the module's statics; no thread of the module outlives its detach.
+  static ClockState state;
+  return state;
 }
 
 }  // namespace

@@ -16,8 +16,10 @@ struct HandleTable {
 };
 
 HandleTable& Table() {
-  static HandleTable* table = new HandleTable();  // never destroyed: handles outlive statics
-  return *table;
+  // Destroyed with the module's statics, after its detach has closed its handles; the detach
+  // runs ahead of these destructors (see provider/module_entry.cc).
+  static HandleTable table;
+  return table;
 }
 
 }  // namespace

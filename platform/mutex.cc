@@ -51,8 +51,9 @@ struct NameTable {
 };
 
 NameTable& Names() {
-  static NameTable* names = new NameTable();  // never destroyed: handles outlive statics
-  return *names;
+  // Destroyed with the module's statics, after its detach has closed the named mutexes.
+  static NameTable names;
+  return names;
 }
 
 }  // namespace

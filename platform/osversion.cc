@@ -18,8 +18,9 @@ struct Version {
 
 std::mutex g_lock;
 // Guarded by g_lock. Every version ever set stays in the list (references to its gates may
-// still be held); the last one is current.
-std::list<Version>* g_versions = nullptr;
+// still be held); the last one is current. Static storage, so that unloading the module that
+// holds this copy of the platform layer frees it.
+std::list<Version> g_versions;
 
 Version FromEnvironment() {
   Version version;
@@ -36,8 +37,8 @@ Version FromEnvironment() {
 
 const Version& Current() {
   std::lock_guard<std::mutex> guard(g_lock);
-  if (g_versions == nullptr) g_versions = new std::list<Version>{FromEnvironment()};
-  return g_versions->back();
+  if (g_versions.empty()) g_versions.push_back(FromEnvironment());
+  return g_versions.back();
 }
 
 }  // namespace
@@ -66,5 +67,5 @@ void SetOsVersionForTesting(DWORD major, DWORD minor) {
   next.major = major;
   next.minor = minor;
   next.gates = GatesFromVersion(major, minor);
-  g_versions->push_back(next);
+  g_versions.push_back(next);
 }

@@ -176,8 +176,9 @@ class Registry {
 };
 
 Registry& TheRegistry() {
-  static Registry* registry = new Registry();  // never destroyed: keys outlive statics
-  return *registry;
+  // Destroyed with the module's statics: keys are only used between attach and detach.
+  static Registry registry;
+  return registry;
 }
 
 bool IsStringType(DWORD type) {

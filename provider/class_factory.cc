@@ -3,6 +3,8 @@
 #include <new>
 
 #include "diag/debug_log.h"
+#include "platform/clock.h"
+#include "platform/registry.h"
 #include "provider/module.h"
 #include "provider/provider.h"
 #include "proxy/iasocket.h"
@@ -47,6 +49,10 @@ void ModuleAttach() {
   DebugPrintf("DllMain() Enter\n");
   InitLock();
   InitRefreshLock();
+  // The detach logs, and the log re-reads its settings from the registry now and then: the
+  // registry and the clock must be made before the detach is registered so that they outlive it.
+  RegistryFilePath();
+  GetTickCount();
   DebugPrintf("DllMain() Exit\n");
 }
 
