@@ -9,7 +9,7 @@ namespace sim {
 namespace {
 
 // Company identifier that opens every serial the simulator makes.
-constexpr uint8_t kCompanyId[3] = {0x00, 0xC0, 0xFF};
+constexpr uint8_t kCompanyId[3] = {0x02, 0x56, 0x4C};
 
 // Byte 6, outside the unique bytes of both kinds, tells a vdisk serial from a partition serial.
 Serial32 SerialBase(uint8_t kind) {

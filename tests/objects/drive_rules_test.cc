@@ -121,19 +121,19 @@ TEST(DriveRules, StatusHealthAndFlags) {
 
 TEST(DriveRules, DriveNameTrimsFieldsAndNamesTheType) {
   drive d{};
-  std::memcpy(d.vendor, "SEAGATE  ", 9);
-  std::memcpy(d.product, "ST3600057SS      ", 17);
+  std::memcpy(d.vendor, "KESTREL  ", 9);
+  std::memcpy(d.product, "KS600SAS      ", 14);
   std::memcpy(d.revision, "0006 ", 5);
-  std::strcpy(d.serialNumber, "3SE01234   ");
+  std::strcpy(d.serialNumber, "KSL01234   ");
   d.channel = 1;
   d.scsiId = 7;
   d.type = 4;
   EXPECT_EQ(Utf16ToUtf8(MakeDriveName(d)),
-            "SEAGATE ST3600057SS s/n 3SE01234 rev 0006 id 1.7 (SAS)");
+            "KESTREL KS600SAS s/n KSL01234 rev 0006 id 1.7 (SAS)");
   // The type word knows only the classic codes: an SSD shows its number.
   d.type = 7;
   EXPECT_EQ(Utf16ToUtf8(MakeDriveName(d)),
-            "SEAGATE ST3600057SS s/n 3SE01234 rev 0006 id 1.7 (0x7)");
+            "KESTREL KS600SAS s/n KSL01234 rev 0006 id 1.7 (0x7)");
   // The last byte of each fixed field is no text, and a serial of 33 bytes stays bounded.
   std::memset(d.vendor, 'V', sizeof(d.vendor));
   std::memset(d.serialNumber, 'S', sizeof(d.serialNumber));

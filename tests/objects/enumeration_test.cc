@@ -107,7 +107,7 @@ TEST_F(Enumeration, SubsystemPropertiesAndControllers) {
     Take(portProp.pwszIdentification);
     statuses.insert(portProp.status);
   }
-  EXPECT_EQ(names, (std::set<std::string>{"207000C0FF1AA101", "217000C0FF1AA101"}));
+  EXPECT_EQ(names, (std::set<std::string>{"207002564C1AA101", "217002564C1AA101"}));
   EXPECT_EQ(statuses, (std::set<int>{VDS_PRS_ONLINE, VDS_PRS_OFFLINE}));
   // One past the last port succeeds and fills nothing.
   VDS_PORT_PROP untouched{};
@@ -134,7 +134,7 @@ TEST_F(Enumeration, DrivesSeenByBothControllersAreOneObjectEach) {
 
   // A SAS member of the RAID 5 vdisk.
   const DriveView member = ViewOf(drives[0].Get());
-  EXPECT_EQ(member.name, "SEAGATE ST3600057SS s/n SAS0000 rev 0006 id 0.0 (SAS)");
+  EXPECT_EQ(member.name, "KESTREL KS600SAS s/n SAS0000 rev 0006 id 0.0 (SAS)");
   EXPECT_EQ(member.ident, "SAS0000");
   drive record{};
   record.realBlockCountLo = 1172123568;

@@ -40,14 +40,14 @@ json SubsystemJson(const std::string& uniqueSn) {
   auto controller = [](int handle, int id, const char* serial, const char* ip, int wwnByte) {
     char wwn0[32];
     char wwn1[32];
-    std::snprintf(wwn0, sizeof(wwn0), "20:70:00:c0:ff:1a:%02x:01", wwnByte);
-    std::snprintf(wwn1, sizeof(wwn1), "21:70:00:c0:ff:1a:%02x:01", wwnByte);
+    std::snprintf(wwn0, sizeof(wwn0), "20:70:02:56:4c:1a:%02x:01", wwnByte);
+    std::snprintf(wwn1, sizeof(wwn1), "21:70:02:56:4c:1a:%02x:01", wwnByte);
     return json{
         {"handle", handle},
         {"serialNumber", serial},
         {"controllerId", id},
         {"ipAddress", ip},
-        {"macAddress", "00:c0:ff:1a:00:0" + std::to_string(id)},
+        {"macAddress", "02:56:4c:1a:00:0" + std::to_string(id)},
         {"firmwareRevision", "TS252R004"},
         {"hardwareRevision", "SIM-FC-8G rev B"},
         {"raid6", true},
@@ -71,7 +71,7 @@ json SubsystemJson(const std::string& uniqueSn) {
 
 json DrivesJson(int count, int slot, int type, const std::string& serialPattern) {
   return json{{"count", count},       {"serialNumber", serialPattern},
-              {"vendor", "SEAGATE"},  {"product", "ST3600057SS"},
+              {"vendor", "KESTREL"},  {"product", "KS600SAS"},
               {"revision", "0006"},   {"type", type},
               {"blocks", 1172123568}, {"rpmThousands", 15},
               {"enclosureNumber", 0}, {"slotNumber", slot},

@@ -42,7 +42,7 @@ TEST_F(ChangeCommands, VdiskLifeCycleShowsInTheRecords) {
 
   Reply reply;
   const std::vector<WireDrive> drives{
-      {"3SE00001SAS", 0, 0}, {"3SE00002SAS", 0, 1}, {"3SE00003SAS", 0, 2}};
+      {"KSL00001SAS", 0, 0}, {"KSL00002SAS", 0, 1}, {"KSL00003SAS", 0, 2}};
   ASSERT_EQ(Status(CREATE_ARRAY, CreateArrayRequest(1001, 0, 5, drives, "VD_B"), &reply), 0u);
   createArray created;
   ASSERT_TRUE(DecodeCreateArray(reply.payload.data(), reply.payload.size(), &created));
@@ -71,7 +71,7 @@ TEST_F(ChangeCommands, VdiskLifeCycleShowsInTheRecords) {
   EXPECT_EQ(b->numPartitions, 1u);
 
   // Mapping round trip.
-  const uint8_t host[8] = {0x21, 0, 0, 0x1b, 0x32, 0x10, 0, 1};
+  const uint8_t host[8] = {0x21, 0, 0, 0x02, 0x8c, 0x44, 0, 1};
   const uint8_t* part = added.partition.serialNumber;
   ASSERT_EQ(Status(CREATE_CUSTOM_VIEW, CustomViewRequest(1002, part, 5, true, host)), 0u);
   ASSERT_EQ(Status(GET_PARTITION_VIEW, SerialRequest(kLenGetPartView, 1002, 0x10, part), &reply),
@@ -126,7 +126,7 @@ TEST_F(ChangeCommands, VdiskLifeCycleShowsInTheRecords) {
 TEST_F(ChangeCommands, RefusalsCarryTheirStatus) {
   StartSimulator();
   Connect(&client_);
-  const std::vector<WireDrive> two{{"3SE00001SAS", 0, 0}, {"3SE00002SAS", 0, 1}};
+  const std::vector<WireDrive> two{{"KSL00001SAS", 0, 0}, {"KSL00002SAS", 0, 1}};
   EXPECT_EQ(Status(CREATE_ARRAY, CreateArrayRequest(1001, 1, 5, two, "R5")), sim::kStatusBadLevel);
   Reply reply;
   ASSERT_EQ(Status(CREATE_ARRAY, CreateArrayRequest(1001, 1, 1, two, "M"), &reply), 0u);

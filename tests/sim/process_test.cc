@@ -93,7 +93,7 @@ TEST_F(TidegateSim, KilledProgramKeepsEveryAcknowledgedChange) {
   Program first;
   ASSERT_TRUE(first.Start(args));
   const std::vector<std::string> answers =
-      first.Admin({"fail drive 3SE00005SAS", "pull drive SSD00002SAS", "event 1002 72 2"});
+      first.Admin({"fail drive KSL00005SAS", "pull drive SSD00002SAS", "event 1002 72 2"});
   ASSERT_EQ(answers, (std::vector<std::string>{"ok", "ok", "ok"}));
   EXPECT_TRUE(WIFSIGNALED(first.Signal(SIGKILL)));
 
@@ -137,7 +137,7 @@ TEST_F(TidegateSim, KillDuringABurstOfChangesLosesNoAcknowledgedOne) {
   ASSERT_TRUE(client.Connect(first.port()));
   ASSERT_EQ(client.Logon(kUser, kPassword), 1u);
   Reply reply;
-  const std::vector<WireDrive> drives{{"3SE00001SAS", 0, 0}, {"3SE00002SAS", 0, 1}};
+  const std::vector<WireDrive> drives{{"KSL00001SAS", 0, 0}, {"KSL00002SAS", 0, 1}};
   ASSERT_TRUE(
       client.Command(CREATE_ARRAY, CreateArrayRequest(1001, 1, 1, drives, "BURST"), &reply));
   ASSERT_EQ(reply.status(), 0u);

@@ -27,7 +27,7 @@ std::vector<DriveRef> Sas(std::initializer_list<int> numbers) {
   std::vector<DriveRef> refs;
   for (int n : numbers) {
     char serial[32];
-    std::snprintf(serial, sizeof serial, "3SE0%04dSAS", n);
+    std::snprintf(serial, sizeof serial, "KSL0%04dSAS", n);
     refs.push_back({serial, 0, 0});
   }
   return refs;
@@ -86,19 +86,19 @@ TEST(Provision, CreateRefusesWhatAnArrayRefuses) {
   EXPECT_EQ(CreateArray(model, subsystem, Args(kRaid5, Sas({3, 4})), &index), kStatusBadLevel);
   EXPECT_EQ(CreateArray(model, subsystem, Args(kRaid6, Sas({3, 4, 5})), &index), kStatusBadLevel);
   std::vector<DriveRef> mixed = Sas({3, 4});
-  mixed.push_back({"WD-WMAY00001", 0, 0});
+  mixed.push_back({"MW-SATA00001", 0, 0});
   EXPECT_EQ(CreateArray(model, subsystem, Args(kRaid5, mixed), &index), kStatusDriveUnavailable);
   std::vector<DriveRef> seventeen = Sas({3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
-  for (int i = 1; i <= 7; ++i) seventeen.push_back({"WD-WMAY0000" + std::to_string(i), 0, 0});
+  for (int i = 1; i <= 7; ++i) seventeen.push_back({"MW-SATA0000" + std::to_string(i), 0, 0});
   EXPECT_EQ(CreateArray(model, subsystem, Args(kRaid0, seventeen), &index), kStatusTooManyDrives);
   subsystem.controllers[1].controllerState = 1;
   CreateArrayArgs onB = Args(kRaid5, Sas({3, 4, 5}));
   onB.controllerId = 0;
   EXPECT_EQ(CreateArray(model, subsystem, onB, &index), kStatusControllerDown);
-  // By location when the serial is left out: (channel 0, scsiId 5) is 3SE00006SAS.
+  // By location when the serial is left out: (channel 0, scsiId 5) is KSL00006SAS.
   CreateArrayArgs byLocation = Args(kNraid, {{"", 0, 5}});
   ASSERT_EQ(CreateArray(model, subsystem, byLocation, &index), 0u);
-  EXPECT_EQ(subsystem.vdisks[index].members[0], "3SE00006SAS");
+  EXPECT_EQ(subsystem.vdisks[index].members[0], "KSL00006SAS");
   std::string why;
   EXPECT_TRUE(CheckInvariants(subsystem, &why)) << why;
 }
@@ -222,7 +222,7 @@ TEST(Provision, MappingsRoundTripThroughThePartitionView) {
 
   ViewChange host;
   host.serial = p.serialNumber.data();
-  host.wwpn = {0x21, 0, 0, 0x1b, 0x32, 0x10, 0, 1};
+  host.wwpn = {0x21, 0, 0, 0x02, 0x8c, 0x44, 0, 1};
   host.lun = 7;
   host.access.fill(0xC0);
   ASSERT_EQ(ChangeView(subsystem, host), 0u);
@@ -266,11 +266,11 @@ TEST(Provision, SparesSnapshotsAndOwners) {
   Model model = DefaultModel();
   Subsystem& subsystem = model.subsystems[0];
   for (int i = 1; i <= 8; ++i) {
-    ASSERT_EQ(AssignPoolSpare(subsystem, "WD-WMAY0000" + std::to_string(i), true), 0u);
+    ASSERT_EQ(AssignPoolSpare(subsystem, "MW-SATA0000" + std::to_string(i), true), 0u);
   }
-  EXPECT_EQ(AssignPoolSpare(subsystem, "3SE00012SAS", true), kStatusSpareLimit);
-  ASSERT_EQ(AssignPoolSpare(subsystem, "WD-WMAY00008", false), 0u);
-  EXPECT_EQ(AssignPoolSpare(subsystem, "WD-WMAY00008", false), kStatusDriveUnavailable);
+  EXPECT_EQ(AssignPoolSpare(subsystem, "KSL00012SAS", true), kStatusSpareLimit);
+  ASSERT_EQ(AssignPoolSpare(subsystem, "MW-SATA00008", false), 0u);
+  EXPECT_EQ(AssignPoolSpare(subsystem, "MW-SATA00008", false), kStatusDriveUnavailable);
 
   size_t index = 0;
   ASSERT_EQ(CreateArray(model, subsystem, Args(kRaid5, Sas({1, 2, 3})), &index), 0u);

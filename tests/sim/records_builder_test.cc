@@ -166,9 +166,9 @@ TEST(RecordsBuilder, SerialsAreUniqueInTheBytesThatIdentifyThem) {
   const Serial32 p = NewPartitionSerial(model);
   const Serial32 q = NewPartitionSerial(model);
   EXPECT_NE(std::memcmp(p.data(), q.data(), 13), 0);
-  EXPECT_EQ(p[0], 0x00);
-  EXPECT_EQ(p[1], 0xC0);
-  EXPECT_EQ(p[2], 0xFF);
+  EXPECT_EQ(p[0], 0x02);
+  EXPECT_EQ(p[1], 0x56);
+  EXPECT_EQ(p[2], 0x4C);
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ TEST_F(Server, ClientReadsEveryRecordOfEverySubsystem) {
 
   const std::vector<::subsystem> list = ListSubsystems(client);
   ASSERT_EQ(list.size(), 2u);
-  EXPECT_STREQ(list[1].UniqueSN, "00C0FF100000A002");
+  EXPECT_STREQ(list[1].UniqueSN, "02564C100000A002");
   size_t partitionsSeen = 0;
   for (const ::subsystem& entry : list) {
     for (uint32_t handle : {entry.controllerA, entry.controllerB}) {
@@ -145,7 +145,7 @@ TEST_F(Server, EventsAndRefreshFollowTheChangesOfTheArray) {
   auto needRefresh = [&] {
     Reply reply;
     std::vector<uint8_t> request(kLenGetNeedRefresh, 0);
-    std::memcpy(request.data() + 8, "00C0FF1A2B3C0000", 16);
+    std::memcpy(request.data() + 8, "02564C1A2B3C0000", 16);
     EXPECT_TRUE(client.Command(OP_GET_NEED_REFRESH, request, &reply));
     EXPECT_EQ(reply.status(), 0u);
     return reply.payload.at(0x28);
@@ -154,7 +154,7 @@ TEST_F(Server, EventsAndRefreshFollowTheChangesOfTheArray) {
   EXPECT_EQ(latest(1001).entry.sequenceNumber, 0u);
   EXPECT_EQ(needRefresh(), 0);
 
-  ASSERT_EQ(simulator_->Admin("pull drive 3SE00003SAS"), "ok");
+  ASSERT_EQ(simulator_->Admin("pull drive KSL00003SAS"), "ok");
   ASSERT_EQ(simulator_->Admin("event 1002 71 2"), "ok");
   EXPECT_EQ(needRefresh(), 1);
   EXPECT_EQ(needRefresh(), 0);
@@ -162,7 +162,7 @@ TEST_F(Server, EventsAndRefreshFollowTheChangesOfTheArray) {
   getEvent a = latest(1001);
   EXPECT_EQ(a.entry.sequenceNumber, 1u);
   EXPECT_EQ(a.entry.eventCode, 8u);
-  EXPECT_EQ(std::string(reinterpret_cast<char*>(a.entry.driveSerial), 11), "3SE00003SAS");
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(a.entry.driveSerial), 11), "KSL00003SAS");
   getEvent b = latest(1002);
   EXPECT_EQ(b.entry.sequenceNumber, 2u);
   EXPECT_EQ(b.entry.eventCode, 71u);
@@ -318,7 +318,7 @@ TEST_F(Server, BoundsTheNumberOfConnections) {
 
 TEST_F(Server, StateIsTheSameAfterARestart) {
   StartSimulator();
-  ASSERT_EQ(simulator_->Admin("fail drive WD-WMAY00002"), "ok");
+  ASSERT_EQ(simulator_->Admin("fail drive MW-SATA00002"), "ok");
   ASSERT_EQ(simulator_->Admin("event 1001 72 2"), "ok");
   std::vector<uint8_t> before[2];
   {
