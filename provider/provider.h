@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <new>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -248,6 +249,8 @@ class CProvider final
   VdsObjectMap m_mapPools;            // one reference per entry
   IVdsAdviseSink* m_pSink = nullptr;  // one reference
   VdsNameMap m_mapNames;              // no reference; an entry leaves with its object
+  // The keys of m_mapNames by name, then id: FindByName looks a name up instead of walking.
+  std::set<std::pair<std::u16string, GUID>> m_nameIndex;
   // References that GetObject and QueryObjects leave on objects clients have seen, released
   // when the provider is torn down. Guarded by hNotificationMutex.
   std::map<IUnknown*, ULONG> m_surplusRefs;

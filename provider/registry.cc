@@ -1,5 +1,6 @@
-// The registry of objects: by id (m_mapObjects), by name (m_mapNames), and the lookups built on
-// them. Every function here expects hNotificationMutex held unless it takes it itself.
+// The registry of objects: by id (m_mapObjects), by name (m_mapNames, indexed by m_nameIndex),
+// and the lookups built on them. Every function here expects hNotificationMutex held unless it
+// takes it itself.
 #include <algorithm>
 #include <new>
 #include <set>
@@ -46,16 +47,19 @@ void CProvider::AddName(const GUID& id, const std::u16string& name, CVdsBase* ob
   if (object == nullptr) return;
   // An existing key keeps its old name.
   if (!m_mapNames.emplace(id, VDS_NAME{name, object}).second) return;
+  m_nameIndex.emplace(name, id);
   if (!object->m_registry) object->m_registry.Attach(this);
   object->RememberRegistryId(id);
 }
 
 CVdsBase* CProvider::FindByName(const std::u16string& name, GUID* guid,
                                 bool (*isWanted)(CVdsBase*)) {
-  for (const auto& [id, entry] : m_mapNames) {
-    if (entry.name == name && isWanted(entry.pObject)) {
-      *guid = id;
-      return entry.pObject;
+  for (auto it = m_nameIndex.lower_bound({name, GUID_NULL});
+       it != m_nameIndex.end() && it->first == name; ++it) {
+    CVdsBase* object = m_mapNames.at(it->second).pObject;
+    if (isWanted(object)) {
+      *guid = it->second;
+      return object;
     }
   }
   return nullptr;
@@ -74,6 +78,7 @@ void CProvider::ForgetObject(CVdsBase* object) {
   for (const GUID& id : object->m_registryIds) {
     if (auto name = m_mapNames.find(id);
         name != m_mapNames.end() && name->second.pObject == object) {
+      m_nameIndex.erase({name->second.name, id});
       m_mapNames.erase(name);
     }
     if (auto entry = m_mapObjects.find(id);

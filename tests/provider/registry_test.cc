@@ -141,6 +141,28 @@ TEST_F(RegistryTest, ADeadObjectTakesOnlyItsOwnEntriesAlong) {
   EXPECT_TRUE(provider_->Objects().empty());
 }
 
+TEST_F(RegistryTest, FindObjAndGuidPassesOverOtherClassesAndOtherNames) {
+  FakeObject* lun = Register(2, u"same");
+  FakeObject* longer = Register(3, u"same name", VDS_OT_DRIVE);
+  FakeObject* drive = Register(8, u"same", VDS_OT_DRIVE);
+  auto* otherDrive = new OtherFakeObject();
+  otherDrive->AddRef();
+  {
+    MutexGuard guard(hNotificationMutex, "RegistryTest");
+    provider_->AddName(MakeGuid(9), u"same", otherDrive);
+    provider_->AddName(MakeGuid(6), u"same", otherDrive);
+  }
+  drive->Release();  // its name leaves with it
+
+  MutexGuard guard(hNotificationMutex, "RegistryTest");
+  GUID guid = MakeGuid(200);
+  OtherFakeObject* found = nullptr;
+  FindObjAndGuid(provider_, &found, &guid, u"same");
+  EXPECT_EQ(found, otherDrive);
+  EXPECT_EQ(guid, MakeGuid(6));
+  for (FakeObject* object : {lun, longer, static_cast<FakeObject*>(otherDrive)}) object->Release();
+}
+
 TEST_F(RegistryTest, QueryObjectsListsEveryEntryAndNullPointerIsRefused) {
   // Plexes have no list order of their own: they come in id order.
   FakeObject* a = Register(1, u"a", VDS_OT_LUN_PLEX);
