@@ -23,8 +23,7 @@ namespace {
 }  // namespace
 
 void CProvider::AddObject(const GUID& id, VDS_OBJECT entry) {
-  if (m_mapObjects.find(id) == m_mapObjects.end()) {
-    m_mapObjects.emplace(id, entry);
+  if (m_mapObjects.try_emplace(id, entry).second) {
     if (entry.pObject != nullptr) {
       if (!entry.pObject->m_registry) entry.pObject->m_registry.Attach(this);
       entry.pObject->RememberRegistryId(id);
@@ -46,7 +45,7 @@ void CProvider::AddName(const GUID& id, const std::u16string& name, CVdsBase* ob
   DebugPrintf("guid " GUID_FORMAT "\n", GUID_ARGS(id));
   if (object == nullptr) return;
   // An existing key keeps its old name.
-  if (!m_mapNames.emplace(id, VDS_NAME{name, object}).second) return;
+  if (!m_mapNames.try_emplace(id, VDS_NAME{name, object}).second) return;
   m_nameIndex.emplace(name, id);
   if (!object->m_registry) object->m_registry.Attach(this);
   object->RememberRegistryId(id);
