@@ -39,6 +39,14 @@ struct DebugConfig {
 };
 
 struct DebugState {
+  DebugState() = default;
+  DebugState(const DebugState&) = delete;
+  DebugState& operator=(const DebugState&) = delete;
+  // A log still open when the module goes (no matching DebugClose) is closed with it.
+  ~DebugState() {
+    if (file != nullptr && file != stdout && file != stderr) std::fclose(file);
+  }
+
   std::mutex lock;
   // All guarded by `lock`.
   DebugConfig config;
@@ -48,9 +56,12 @@ struct DebugState {
   bool lineStarted = false;
 };
 
+// Static storage, so that unloading the module frees it. The module's attach logs first, before
+// it registers the detach, so this state is made earlier and destroyed later than the detach,
+// whose last lines still find it alive. No thread of the module outlives the detach.
 DebugState& State() {
-  static DebugState* state = new DebugState();  // never destroyed: threads log at exit
-  return *state;
+  static DebugState state;
+  return state;
 }
 
 // A DWORD value of the right type and size, else the old value stays.
