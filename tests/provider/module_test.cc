@@ -3,6 +3,11 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
 #include "platform/com.h"
 #include "platform/vds.h"
 #include "provider/provider.h"
@@ -13,13 +18,42 @@ namespace {
 using GetClassObjectFn = HRESULT (*)(REFCLSID, REFIID, void**);
 using CanUnloadNowFn = HRESULT (*)();
 
-// The module's debug log state is still allocated once and never freed, which the leak check of
-// the sanitizer builds would report once the module is really unmapped; until it is freed on
-// unload, the module stays mapped after dlclose.
-constexpr int kKeepMapped = RTLD_NODELETE;
+// The module has its own platform layer, which learns the registry file and the time scale only
+// from the environment when the module is attached. Each test loads a fresh copy (the last dlclose
+// really unmaps it, and the leak check of the sanitizer builds sees anything it left behind), so
+// each sets the environment before its dlopen and puts the old one back when it ends, however
+// it ends.
+class ModuleEnvironment {
+ public:
+  explicit ModuleEnvironment(const char* timeScale) {
+    Set("VELA_REGISTRY", (TestDir() + "/registry.reg").c_str());
+    Set("VELA_TIME_SCALE", timeScale);
+  }
+  ~ModuleEnvironment() {
+    for (const auto& [name, value] : saved_) {
+      if (value.has_value()) {
+        setenv(name.c_str(), value->c_str(), 1);
+      } else {
+        unsetenv(name.c_str());
+      }
+    }
+  }
+  ModuleEnvironment(const ModuleEnvironment&) = delete;
+  ModuleEnvironment& operator=(const ModuleEnvironment&) = delete;
+
+ private:
+  void Set(const char* name, const char* value) {
+    const char* old = getenv(name);
+    saved_.emplace_back(name, old != nullptr ? std::optional<std::string>(old) : std::nullopt);
+    setenv(name, value, 1);
+  }
+
+  std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
+};
 
 TEST(Module, LoadsCreatesTheProviderAndUnloadsWhenNothingIsAlive) {
-  void* module = dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_LOCAL | kKeepMapped);
+  ModuleEnvironment environment("0");
+  void* module = dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(module, nullptr) << dlerror();
   auto getClassObject = reinterpret_cast<GetClassObjectFn>(dlsym(module, "DllGetClassObject"));
   auto canUnloadNow = reinterpret_cast<CanUnloadNowFn>(dlsym(module, "DllCanUnloadNow"));
@@ -56,6 +90,7 @@ TEST(Module, LoadsCreatesTheProviderAndUnloadsWhenNothingIsAlive) {
   factory->Release();
   EXPECT_EQ(canUnloadNow(), S_OK);
   EXPECT_EQ(dlclose(module), 0);
+  EXPECT_EQ(dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_NOLOAD), nullptr);
 }
 
 // The whole life the disk service gives the module, against the simulator.
@@ -63,11 +98,8 @@ class ModuleLifeTest : public SimProviderTest {};
 
 TEST_F(ModuleLifeTest, LoadsAgainstTheSimulatorAndUnmapsWhenNothingIsAlive) {
   StartSimulator("default.json");
-  // The module has its own platform layer: it learns the registry file and the time scale only
-  // from the environment.
-  setenv("VELA_REGISTRY", (TestDir() + "/registry.reg").c_str(), 1);
-  setenv("VELA_TIME_SCALE", "0.001", 1);
-  void* module = dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_LOCAL | kKeepMapped);
+  ModuleEnvironment environment("0.001");
+  void* module = dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(module, nullptr) << dlerror();
   auto getClassObject = reinterpret_cast<GetClassObjectFn>(dlsym(module, "DllGetClassObject"));
   auto canUnloadNow = reinterpret_cast<CanUnloadNowFn>(dlsym(module, "DllCanUnloadNow"));
@@ -96,8 +128,7 @@ TEST_F(ModuleLifeTest, LoadsAgainstTheSimulatorAndUnmapsWhenNothingIsAlive) {
   provider->Release();
   EXPECT_EQ(canUnloadNow(), S_OK);
   EXPECT_EQ(dlclose(module), 0);
-  unsetenv("VELA_REGISTRY");
-  unsetenv("VELA_TIME_SCALE");
+  EXPECT_EQ(dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_NOLOAD), nullptr);
 }
 
 }  // namespace
