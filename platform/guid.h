@@ -4,6 +4,8 @@
 #ifndef VELA_PLATFORM_GUID_H_
 #define VELA_PLATFORM_GUID_H_
 
+#include <bit>
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -29,8 +31,23 @@ inline constexpr GUID GUID_NULL = {0, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}};
 
 inline bool IsEqualGUID(REFGUID a, REFGUID b) { return std::memcmp(&a, &b, sizeof(GUID)) == 0; }
 inline bool operator==(const GUID& a, const GUID& b) { return IsEqualGUID(a, b); }
+
+namespace guid_order {
+// The 8 bytes at `bytes` as a big-endian number, so that comparing two of them orders like
+// memcmp does; the maps compare GUIDs on every step, and a libc call per step shows up.
+inline uint64_t LeadingBytes(const void* bytes) {
+  uint64_t word;
+  std::memcpy(&word, bytes, sizeof word);
+  if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
+  return word;
+}
+}  // namespace guid_order
+
 inline bool operator<(const GUID& a, const GUID& b) {
-  return std::memcmp(&a, &b, sizeof(GUID)) < 0;
+  const uint64_t aHigh = guid_order::LeadingBytes(&a);
+  const uint64_t bHigh = guid_order::LeadingBytes(&b);
+  if (aHigh != bHigh) return aHigh < bHigh;
+  return guid_order::LeadingBytes(a.Data4) < guid_order::LeadingBytes(b.Data4);
 }
 
 // "{6D3E9A41-0C7B-4E52-A1F6-2B9C7E5D4A10}": braces, upper-case hex.

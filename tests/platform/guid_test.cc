@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <random>
 #include <set>
 
 namespace {
@@ -41,6 +43,35 @@ TEST(Guid, OrderComparesTheBytesInMemory) {
   GUID c = GUID_NULL;
   c.Data4[7] = 1;
   EXPECT_TRUE(GUID_NULL < c);
+}
+
+TEST(Guid, OrderAgreesWithMemcmpOnEveryByte) {
+  // Pairs that differ in one byte only, at each position, both ways, plus random pairs that
+  // share a prefix of random length.
+  for (size_t at = 0; at < sizeof(GUID); ++at) {
+    for (const auto& [low, high] :
+         {std::pair{0x00, 0x01}, std::pair{0x7F, 0x80}, std::pair{0x00, 0xFF}}) {
+      GUID a = kProvider, b = kProvider;
+      reinterpret_cast<uint8_t*>(&a)[at] = static_cast<uint8_t>(low);
+      reinterpret_cast<uint8_t*>(&b)[at] = static_cast<uint8_t>(high);
+      EXPECT_TRUE(a < b) << at;
+      EXPECT_FALSE(b < a) << at;
+    }
+  }
+  std::mt19937 random(7);
+  for (int i = 0; i < 20000; ++i) {
+    uint8_t bytes[2][sizeof(GUID)];
+    for (auto& guid : bytes) {
+      for (uint8_t& byte : guid) byte = static_cast<uint8_t>(random());
+    }
+    std::memcpy(bytes[1], bytes[0], random() % (sizeof(GUID) + 1));
+    GUID a, b;
+    std::memcpy(&a, bytes[0], sizeof a);
+    std::memcpy(&b, bytes[1], sizeof b);
+    const int order = std::memcmp(&a, &b, sizeof(GUID));
+    ASSERT_EQ(a < b, order < 0) << GuidToString(a) << " " << GuidToString(b);
+    ASSERT_EQ(b<a, order> 0) << GuidToString(a) << " " << GuidToString(b);
+  }
 }
 
 TEST(Guid, CoCreateGuidGivesDistinctVersion4Guids) {
