@@ -68,10 +68,51 @@ Vdisk* FindVdisk(Subsystem& subsystem, const uint8_t* serial, bool prefixOnly) {
   return nullptr;
 }
 
+size_t SerialHash::operator()(const Serial32& serial) const {
+  uint64_t hash = 0;
+  for (size_t i = 0; i < serial.size(); i += sizeof(uint64_t)) {
+    uint64_t word;
+    std::memcpy(&word, serial.data() + i, sizeof word);
+    hash = (hash ^ word) * 0x9E3779B97F4A7C15ull;
+    hash ^= hash >> 29;
+  }
+  return static_cast<size_t>(hash);
+}
+
+namespace {
+
+// The first of equal serials keeps the entry, as the scan in FindPartition would find it.
+void RebuildPartitionIndex(Subsystem& subsystem) {
+  auto& positions = subsystem.partitionIndex.positions;
+  positions.clear();
+  for (size_t v = 0; v < subsystem.vdisks.size(); ++v) {
+    const std::vector<Partition>& partitions = subsystem.vdisks[v].partitions;
+    for (size_t p = 0; p < partitions.size(); ++p) {
+      positions.try_emplace(partitions[p].serialNumber, static_cast<uint32_t>(v),
+                            static_cast<uint32_t>(p));
+    }
+  }
+}
+
+}  // namespace
+
 Partition* FindPartition(Subsystem& subsystem, const uint8_t* serial, Vdisk** owner) {
+  Serial32 key;
+  std::memcpy(key.data(), serial, key.size());
+  const auto& positions = subsystem.partitionIndex.positions;
+  if (const auto it = positions.find(key); it != positions.end()) {
+    const auto [v, p] = it->second;
+    if (v < subsystem.vdisks.size() && p < subsystem.vdisks[v].partitions.size() &&
+        subsystem.vdisks[v].partitions[p].serialNumber == key) {
+      if (owner) *owner = &subsystem.vdisks[v];
+      return &subsystem.vdisks[v].partitions[p];
+    }
+  }
+  // Not where the index says: either a change moved it (the index is stale) or it is absent.
   for (Vdisk& vdisk : subsystem.vdisks) {
     for (Partition& partition : vdisk.partitions) {
-      if (std::memcmp(partition.serialNumber.data(), serial, 32) == 0) {
+      if (partition.serialNumber == key) {
+        RebuildPartitionIndex(subsystem);
         if (owner) *owner = &vdisk;
         return &partition;
       }

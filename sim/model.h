@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <deque>
 #include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace sim {
@@ -177,6 +179,17 @@ struct HbaPort {
   Wwn wwpn{};
 };
 
+struct SerialHash {
+  size_t operator()(const Serial32& serial) const;
+};
+
+// Where each partition lies, as (vdisk index, partition index) by serial. Positions shift as
+// vdisks and partitions come and go; rather than have every change keep it up to date, a lookup
+// checks the position it gets, and one that finds the index wrong rebuilds it.
+struct PartitionIndex {
+  std::unordered_map<Serial32, std::pair<uint32_t, uint32_t>, SerialHash> positions;
+};
+
 struct Subsystem {
   std::string uniqueSn;
   std::string vendorName;          // 8 characters
@@ -187,6 +200,8 @@ struct Subsystem {
   std::vector<Enclosure> enclosures;
   std::vector<Drive> drives;
   std::vector<Vdisk> vdisks;
+  // Derived from vdisks by FindPartition; never stored.
+  PartitionIndex partitionIndex;
 };
 
 // Knobs that tests turn to reach limits cheaply.

@@ -314,12 +314,27 @@ TEST(Provision, SparesSnapshotsAndOwners) {
   EXPECT_TRUE(CheckInvariants(subsystem, &why)) << why;
 }
 
+// Every partition is found by its serial where it lies, and no deleted one is found.
+void ExpectLookupsAgree(Subsystem& subsystem, const std::vector<Serial32>& deleted) {
+  for (Vdisk& vdisk : subsystem.vdisks) {
+    for (Partition& partition : vdisk.partitions) {
+      Vdisk* owner = nullptr;
+      ASSERT_EQ(FindPartition(subsystem, partition.serialNumber.data(), &owner), &partition);
+      ASSERT_EQ(owner, &vdisk);
+    }
+  }
+  for (const Serial32& serial : deleted) {
+    ASSERT_EQ(FindPartition(subsystem, serial.data(), nullptr), nullptr);
+  }
+}
+
 // Random sequences of every change; after each step the records must still make sense.
 TEST(Provision, RandomSequencesKeepTheInvariants) {
   std::mt19937 random(12345);
   for (int run = 0; run < 20; ++run) {
     Model model = DefaultModel();
     Subsystem& subsystem = model.subsystems[0];
+    std::vector<Serial32> deleted;
     for (int step = 0; step < 150; ++step) {
       auto pick = [&](size_t n) { return static_cast<size_t>(random() % n); };
       std::vector<Partition*> partitions;
@@ -353,13 +368,21 @@ TEST(Provision, RandomSequencesKeepTheInvariants) {
           break;
         case 3:
           if (!partitions.empty()) {
-            DeletePartition(subsystem, partitions[pick(partitions.size())]->serialNumber.data());
+            const Serial32 serial = partitions[pick(partitions.size())]->serialNumber;
+            if (DeletePartition(subsystem, serial.data()) == 0) deleted.push_back(serial);
           }
           break;
         case 4:
           if (!subsystem.vdisks.empty()) {
-            DeleteArray(subsystem,
-                        subsystem.vdisks[pick(subsystem.vdisks.size())].serialNumber.data());
+            const Vdisk& vdisk = subsystem.vdisks[pick(subsystem.vdisks.size())];
+            std::vector<Serial32> inside;
+            for (const Partition& partition : vdisk.partitions) {
+              inside.push_back(partition.serialNumber);
+            }
+            const Serial32 serial = vdisk.serialNumber;
+            if (DeleteArray(subsystem, serial.data()) == 0) {
+              deleted.insert(deleted.end(), inside.begin(), inside.end());
+            }
           }
           break;
         case 5:
@@ -391,6 +414,8 @@ TEST(Provision, RandomSequencesKeepTheInvariants) {
       std::string why;
       ASSERT_TRUE(CheckInvariants(subsystem, &why))
           << "run " << run << " step " << step << ": " << why;
+      ExpectLookupsAgree(subsystem, deleted);
+      if (HasFatalFailure()) return;
       ASSERT_TRUE(ValidateModel(model, &why)) << why;
     }
   }
