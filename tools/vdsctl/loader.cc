@@ -29,6 +29,7 @@ std::string ProviderLibraryPath() {
 namespace {
 
 using DllGetClassObjectFn = HRESULT (*)(REFCLSID, REFIID, LPVOID*);
+using DllCanUnloadNowFn = HRESULT (*)();
 
 std::string DlError() {
   const char* text = dlerror();
@@ -51,6 +52,8 @@ std::unique_ptr<ProviderHost> ProviderHost::Load(const std::string& libraryPath,
     *error = CallError{E_FAIL, DlError()};
     return nullptr;
   }
+  host->canUnloadNow_ =
+      reinterpret_cast<DllCanUnloadNowFn>(dlsym(host->module_, "DllCanUnloadNow"));
 
   void* object = nullptr;
   HRESULT hr = getClassObject(CLSID_VelaHwProvider, IID_IClassFactory, &object);
@@ -91,9 +94,9 @@ ProviderHost::~ProviderHost() {
   if (private_) private_->OnUnload(TRUE);
   private_.Reset();
   provider_.Reset();
-  // The module stays mapped until the process ends, as it does in the disk service, which keeps
-  // its providers loaded for its whole life: a thread or a static object of the module may still
-  // be on its way out, and vdsctl ends right after this.
+  // As the service does: the module goes only when it says that nothing of it is alive any more.
+  // Otherwise it stays mapped for the rest of the process.
+  if (module_ != nullptr && canUnloadNow_ != nullptr && canUnloadNow_() == S_OK) dlclose(module_);
 }
 
 }  // namespace vdsctl

@@ -1,6 +1,6 @@
 // Loads the provider the way the disk service does: dlopen the module, take the class factory
 // from DllGetClassObject, CreateInstance, OnLoad with our advise sink; and at the end OnUnload
-// and release. The module itself stays loaded for the rest of the process.
+// and release; then, when DllCanUnloadNow allows it, dlclose.
 //
 // The module carries its own copy of the platform layer, so it is configured only through the
 // environment, which must be complete before Load (see environment.h).
@@ -56,7 +56,8 @@ class ProviderHost {
  private:
   ProviderHost() = default;
 
-  void* module_ = nullptr;  // never closed, see the destructor
+  void* module_ = nullptr;
+  HRESULT (*canUnloadNow_)() = nullptr;  // the module's DllCanUnloadNow, when it has one
   ComPtr<IVdsProvider> provider_;
   ComPtr<IVdsProviderPrivate> private_;  // set once OnLoad has been called
 };
