@@ -257,29 +257,54 @@ void BuildUnifiedControllerData(const Subsystem& subsystem, uint8_t* out) {
   EncodeUnifiedControllerData(*data, out);
 }
 
+namespace {
+
+constexpr size_t ViewOff(std::string_view name) {
+  return wire::OffsetOf(partitionViewLayout, 0, name);
+}
+constexpr size_t kViewLun = ViewOff("lun");
+constexpr size_t kViewPortAccess = ViewOff("reserved_12") + 2;
+constexpr size_t kViewNumElements = ViewOff("numElements");
+constexpr size_t kViewHostWwpn = ViewOff("hostWwpn");
+constexpr size_t kViewHostMap = ViewOff("hostMap");
+constexpr size_t kViewHostAddress = ViewOff("hostAddress");
+constexpr size_t kViewHostName = ViewOff("hostName");
+constexpr size_t kViewHostNameSize = sizeof(partitionView::hostName[0]);
+static_assert(sizeof(partitionView::hostWwpn[0]) == sizeof(Wwn));
+static_assert(kViewPortAccess + 8 == kViewNumElements, "port access fills view bytes 0x14-0x1b");
+static_assert(kViewHostName + kMaxViewHosts * kViewHostNameSize == kPartitionViewSize);
+
+}  // namespace
+
+// Views are asked for once per partition on every load and most list no host, so the record is
+// cleared and only what is set gets written, instead of building and encoding 37 KB each time.
 void BuildPartitionView(const Partition& partition, uint8_t* out) {
-  auto view = std::make_unique<::partitionView>();
+  std::memset(out, 0, kPartitionViewSize);
   // With no hosts listed, a view LUN equal to the partition's own says "every host"; any other
   // value hides the partition.
-  view->lun = static_cast<uint16_t>(partition.allHosts ? partition.lun : 0xFFFF);
-  // The 8-byte port field (view bytes 0x14 to 0x1b) holds the access of the all-hosts mapping,
-  // one byte per controller port; zero when there is none.
-  if (partition.allHosts) std::memset(view->reserved_12 + 2, 0xC0, 8);
+  put_be16(static_cast<uint16_t>(partition.allHosts ? partition.lun : 0xFFFF), out + kViewLun);
+  // The port field holds the access of the all-hosts mapping, one byte per controller port;
+  // zero when there is none.
+  if (partition.allHosts) std::memset(out + kViewPortAccess, 0xC0, 8);
   const size_t hosts = std::min(partition.hosts.size(), kMaxHostsPerView);
-  view->numElements = static_cast<uint16_t>(hosts);
+  put_be16(static_cast<uint16_t>(hosts), out + kViewNumElements);
   for (size_t i = 0; i < hosts; ++i) {
     const HostMapping& in = partition.hosts[i];
-    std::memcpy(view->hostWwpn[i], in.wwpn.data(), in.wwpn.size());
-    view->hostMap[i].lun = in.lun;
-    std::memcpy(view->hostMap[i].access, in.access.data(), in.access.size());
-    ::addressRecord& address = view->hostAddress[i];
+    std::memcpy(out + kViewHostWwpn + i * sizeof(partitionView::hostWwpn[0]), in.wwpn.data(),
+                in.wwpn.size());
+    ::mapRecord map{};
+    map.lun = in.lun;
+    std::memcpy(map.access, in.access.data(), in.access.size());
+    EncodeMapRecord(map, out + kViewHostMap + i * ::mapRecord::kWireSize);
+    ::addressRecord address{};
     address.hostType = in.hostType;
     std::memcpy(address.wwpn, in.wwpn.data(), in.wwpn.size());
     address.lun = in.lun;
     std::memcpy(address.ipAddress, in.ipAddress.data(), in.ipAddress.size());
-    PutText(in.hostName, view->hostName[i]);
+    EncodeAddressRecord(address, out + kViewHostAddress + i * ::addressRecord::kWireSize);
+    std::memcpy(out + kViewHostName + i * kViewHostNameSize, in.hostName.data(),
+                std::min(in.hostName.size(), kViewHostNameSize));
   }
-  EncodePartitionView(*view, out);
 }
 
 void BuildEvent(const Event& in, ::event* out) {

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "sim/changes.h"
@@ -156,6 +157,49 @@ TEST(RecordsBuilder, PartitionViewSaysWhoSeesThePartition) {
   EXPECT_EQ(view.hostMap[0].lun, 2);
   EXPECT_EQ(view.hostMap[0].access[3], 0xC0);
   EXPECT_EQ(view.hostAddress[0].hostType, 16);
+}
+
+// The view is written straight into the reply; it must match, byte for byte, what encoding a
+// view record gives, whatever the buffer held before.
+TEST(RecordsBuilder, PartitionViewBytesMatchTheEncodedRecord) {
+  Partition partition;
+  partition.lun = 12;
+  for (size_t hosts : {size_t{0}, size_t{1}, kMaxHostsPerView, kMaxHostsPerView + 1}) {
+    partition.allHosts = hosts == 0;
+    partition.hosts.clear();
+    for (size_t i = 0; i < hosts; ++i) {
+      HostMapping host;
+      host.hostType = i % 2 ? 1 : 16;
+      host.wwpn = {0x21, 0, 0, 0, 0, 0, static_cast<uint8_t>(i >> 8), static_cast<uint8_t>(i)};
+      host.lun = static_cast<uint16_t>(300 + i);
+      host.access.fill(static_cast<uint8_t>(i));
+      host.ipAddress.fill(static_cast<uint8_t>(0x80 | i));
+      host.hostName = std::string(i % 230, static_cast<char>('a' + i % 26));
+      partition.hosts.push_back(host);
+    }
+    auto expected = std::make_unique<partitionView>();
+    expected->lun = static_cast<uint16_t>(partition.allHosts ? partition.lun : 0xFFFF);
+    if (partition.allHosts) std::memset(expected->reserved_12 + 2, 0xC0, 8);
+    const size_t listed = std::min(hosts, kMaxHostsPerView);
+    expected->numElements = static_cast<uint16_t>(listed);
+    for (size_t i = 0; i < listed; ++i) {
+      const HostMapping& in = partition.hosts[i];
+      std::memcpy(expected->hostWwpn[i], in.wwpn.data(), 8);
+      expected->hostMap[i].lun = in.lun;
+      std::memcpy(expected->hostMap[i].access, in.access.data(), 8);
+      expected->hostAddress[i].hostType = in.hostType;
+      std::memcpy(expected->hostAddress[i].wwpn, in.wwpn.data(), 8);
+      expected->hostAddress[i].lun = in.lun;
+      std::memcpy(expected->hostAddress[i].ipAddress, in.ipAddress.data(), 16);
+      std::memcpy(expected->hostName[i], in.hostName.data(),
+                  std::min(in.hostName.size(), sizeof(expected->hostName[i])));
+    }
+    std::vector<uint8_t> want(kPartitionViewSize);
+    EncodePartitionView(*expected, want.data());
+    std::vector<uint8_t> got(kPartitionViewSize, 0xAB);
+    BuildPartitionView(partition, got.data());
+    EXPECT_EQ(got, want) << hosts << " hosts";
+  }
 }
 
 TEST(RecordsBuilder, SerialsAreUniqueInTheBytesThatIdentifyThem) {
