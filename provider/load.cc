@@ -28,10 +28,13 @@ namespace {
 constexpr char kParametersKey[] =
     "SYSTEM\\CurrentControlSet\\Services\\VelaVDSProvider\\Parameters";
 
+constexpr char16_t kDefaultProviderName[] = u"Tessaro VDS Provider";
+constexpr char16_t kDefaultProviderVersion[] = u"2.8.5.45";
+
 std::mutex g_nameMutex;
 // Guarded by g_nameMutex.
-std::u16string g_providerName = u"Tessaro VDS Provider";
-std::u16string g_providerVersion = u"2.8.5.45";
+std::u16string g_providerName = kDefaultProviderName;
+std::u16string g_providerVersion = kDefaultProviderVersion;
 
 std::atomic<bool> g_debuggerWaitDone{false};
 
@@ -72,6 +75,12 @@ std::u16string ProviderName() {
 std::u16string ProviderVersion() {
   std::lock_guard<std::mutex> lock(g_nameMutex);
   return g_providerVersion;
+}
+
+void ResetProviderNameAndVersionForTesting() {
+  std::lock_guard<std::mutex> lock(g_nameMutex);
+  g_providerName = kDefaultProviderName;
+  g_providerVersion = kDefaultProviderVersion;
 }
 
 void SetHostInventorySource(HostInventorySource* source) { g_inventorySource = source; }

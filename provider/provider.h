@@ -79,6 +79,8 @@ constexpr DWORD kOptionNoStoragePools = 1u << 18;
 // GetProviderNameAndVersion has read both.
 std::u16string ProviderName();
 std::u16string ProviderVersion();
+// Back to the built-in name and version, as before any registry read (tests).
+void ResetProviderNameAndVersionForTesting();
 
 // Creates (or opens) tidegate_lock_refresh and tidegate_lock_notification; FreeRefreshLock
 // closes both. Called at module attach and detach.

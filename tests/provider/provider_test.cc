@@ -24,6 +24,7 @@ class ProviderTest : public ::testing::Test {
     Options = 0;
     StartingLUN = 1;
     SetOsVersionForTesting(6, 2);
+    ResetProviderNameAndVersionForTesting();
   }
   void WriteRegistry(const std::string& body) {
     std::ofstream(TestDir() + "/registry.reg") << "Windows Registry Editor Version 5.00\n\n"
