@@ -128,12 +128,10 @@ TEST(DriveRules, DriveNameTrimsFieldsAndNamesTheType) {
   d.channel = 1;
   d.scsiId = 7;
   d.type = 4;
-  EXPECT_EQ(Utf16ToUtf8(MakeDriveName(d)),
-            "KESTREL KS600SAS s/n KSL01234 rev 0006 id 1.7 (SAS)");
+  EXPECT_EQ(Utf16ToUtf8(MakeDriveName(d)), "KESTREL KS600SAS s/n KSL01234 rev 0006 id 1.7 (SAS)");
   // The type word knows only the classic codes: an SSD shows its number.
   d.type = 7;
-  EXPECT_EQ(Utf16ToUtf8(MakeDriveName(d)),
-            "KESTREL KS600SAS s/n KSL01234 rev 0006 id 1.7 (0x7)");
+  EXPECT_EQ(Utf16ToUtf8(MakeDriveName(d)), "KESTREL KS600SAS s/n KSL01234 rev 0006 id 1.7 (0x7)");
   // The last byte of each fixed field is no text, and a serial of 33 bytes stays bounded.
   std::memset(d.vendor, 'V', sizeof(d.vendor));
   std::memset(d.serialNumber, 'S', sizeof(d.serialNumber));
