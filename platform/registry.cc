@@ -1,7 +1,11 @@
 #include "platform/registry.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -98,21 +102,98 @@ class Registry {
     ApplyOverridesLocked();
   }
 
-  LONG SaveLocked() {
+  // Every change is one transaction on the file: under an exclusive advisory lock on
+  // "FILE.lock", the file is read afresh, `change` edits that tree, and the result is written to
+  // a new file beside it that is renamed over the old one. So two processes that change the
+  // registry at once lose nothing, and a crash leaves the old or the new file, never half of one.
+  // A file that could not be read whole is not rewritten: what it holds beyond what was read
+  // would be lost.
+  template <class Change>
+  LONG ChangeLocked(Change change) {
     std::string path = PathLocked();
-    std::string temp = path + ".tmp";
-    {
-      std::ofstream out(temp, std::ios::binary | std::ios::trunc);
-      out << FormatRegistryText(fileTree);
-      if (!out.flush()) return ERROR_ACCESS_DENIED;
+    int lockFd = open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (lockFd < 0) return errno == ENOENT ? ERROR_PATH_NOT_FOUND : ERROR_ACCESS_DENIED;
+    while (flock(lockFd, LOCK_EX) != 0 && errno == EINTR) {
     }
-    if (std::rename(temp.c_str(), path.c_str()) != 0) {
-      std::remove(temp.c_str());
+    LONG status = ChangeUnderLock(path, change);
+    close(lockFd);
+    return status;
+  }
+
+  template <class Change>
+  LONG ChangeUnderLock(const std::string& path, Change change) {
+    RegistryTree fresh;
+    FileIdentity identity = Identify(path);
+    if (identity.exists) {
+      std::string text;
+      if (!ReadWhole(path, &text)) return ERROR_ACCESS_DENIED;
+      std::vector<std::string> errors;
+      bool blank = text.find_first_not_of(" \t\r\n") == std::string::npos;
+      if (!blank && (!ParseRegistryText(text, &fresh, &errors) || !errors.empty())) {
+        std::fprintf(stderr, "registry file %s not changed: it holds lines that cannot be read\n",
+                     path.c_str());
+        return ERROR_BADDB;
+      }
+    }
+    // A file marked read-only stays as it is, also for a user whom the file system would let
+    // replace it.
+    struct stat info;
+    if (identity.exists && (access(path.c_str(), W_OK) != 0 ||
+                            (stat(path.c_str(), &info) == 0 && (info.st_mode & 0222) == 0))) {
       return ERROR_ACCESS_DENIED;
     }
+    std::string before = FormatRegistryText(fresh);
+    LONG status = change(fresh);
+    if (status != ERROR_SUCCESS) return status;
+    std::string after = FormatRegistryText(fresh);
+    if (after != before || !identity.exists) {
+      status = WriteReplacing(path, after);
+      if (status != ERROR_SUCCESS) return status;
+    }
+    fileTree = std::move(fresh);
+    loaded = true;
     loadedPath = path;
     loadedIdentity = Identify(path);
     ApplyOverridesLocked();
+    return ERROR_SUCCESS;
+  }
+
+  static bool ReadWhole(const std::string& path, std::string* text) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return false;
+    std::ostringstream buffer;
+    buffer << in.rdbuf();
+    *text = buffer.str();
+    return !in.bad();
+  }
+
+  // Writes `text` to a new file in the folder of `path`, flushes it to the disk and renames it
+  // over `path`. The new file keeps the old one's permission bits.
+  static LONG WriteReplacing(const std::string& path, const std::string& text) {
+    std::string temp = path + ".XXXXXX";
+    int fd = mkostemp(temp.data(), O_CLOEXEC);
+    if (fd < 0) return errno == ENOENT ? ERROR_PATH_NOT_FOUND : ERROR_ACCESS_DENIED;
+    struct stat old;
+    fchmod(fd, stat(path.c_str(), &old) == 0 ? (old.st_mode & 07777) : 0644);
+    bool ok = true;
+    for (size_t done = 0; ok && done < text.size();) {
+      ssize_t n = write(fd, text.data() + done, text.size() - done);
+      if (n < 0 && errno == EINTR) continue;
+      ok = n > 0;
+      if (ok) done += static_cast<size_t>(n);
+    }
+    ok = ok && fsync(fd) == 0;
+    ok = (close(fd) == 0) && ok;
+    if (!ok || rename(temp.c_str(), path.c_str()) != 0) {
+      unlink(temp.c_str());
+      return ERROR_ACCESS_DENIED;
+    }
+    std::string folder = path.substr(0, path.find_last_of('/') + 1);
+    int dirFd = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dirFd >= 0) {
+      fsync(dirFd);
+      close(dirFd);
+    }
     return ERROR_SUCCESS;
   }
 
@@ -357,19 +438,16 @@ LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD, LPWSTR, DWORD, REGSAM, voi
   *result = nullptr;
   Registry& registry = TheRegistry();
   std::lock_guard<std::mutex> guard(registry.lock);
-  registry.RefreshLocked();
   std::string path;
   if (!registry.KeyPathLocked(key, &path)) return ERROR_INVALID_HANDLE;
   if (!registry.JoinLocked(key, Narrow(subKey), &path)) return ERROR_INVALID_PARAMETER;
-  bool existed = registry.fileTree.count(RegistryLower(path)) != 0;
-  if (!existed) {
-    RegistryAddKey(registry.fileTree, path);
-    LONG status = registry.SaveLocked();
-    if (status != ERROR_SUCCESS) {
-      RegistryRemoveTree(registry.fileTree, path);
-      return status;
-    }
-  }
+  bool existed = true;
+  LONG status = registry.ChangeLocked([&](RegistryTree& tree) {
+    existed = tree.count(RegistryLower(path)) != 0;
+    if (!existed) RegistryAddKey(tree, path);
+    return ERROR_SUCCESS;
+  });
+  if (status != ERROR_SUCCESS) return status;
   if (disposition != nullptr)
     *disposition = existed ? REG_OPENED_EXISTING_KEY : REG_CREATED_NEW_KEY;
   *result = registry.NewHandleLocked(path);
@@ -386,8 +464,13 @@ LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD, DWORD type, const BYTE* data,
   value.name = Narrow(name);
   value.type = type;
   if (dataSize != 0) value.data.assign(data, data + dataSize);
-  RegistryAddKey(registry.fileTree, path).values[RegistryLower(value.name)] = std::move(value);
-  return registry.SaveLocked();
+  return registry.ChangeLocked([&](RegistryTree& tree) {
+    // Another process may have deleted the key since it was opened.
+    auto keyIt = tree.find(RegistryLower(path));
+    if (keyIt == tree.end()) return ERROR_FILE_NOT_FOUND;
+    keyIt->second.values[RegistryLower(value.name)] = value;
+    return ERROR_SUCCESS;
+  });
 }
 
 LONG RegDeleteValueW(HKEY key, LPCWSTR name) {
@@ -395,21 +478,24 @@ LONG RegDeleteValueW(HKEY key, LPCWSTR name) {
   std::lock_guard<std::mutex> guard(registry.lock);
   std::string path;
   if (!registry.KeyPathLocked(key, &path)) return ERROR_INVALID_HANDLE;
-  auto keyIt = registry.fileTree.find(RegistryLower(path));
-  if (keyIt == registry.fileTree.end() ||
-      keyIt->second.values.erase(RegistryLower(Narrow(name))) == 0) {
-    return ERROR_FILE_NOT_FOUND;
-  }
-  return registry.SaveLocked();
+  return registry.ChangeLocked([&](RegistryTree& tree) {
+    auto keyIt = tree.find(RegistryLower(path));
+    if (keyIt == tree.end() || keyIt->second.values.erase(RegistryLower(Narrow(name))) == 0) {
+      return ERROR_FILE_NOT_FOUND;
+    }
+    return ERROR_SUCCESS;
+  });
 }
 
 LONG RegDeleteTreeW(HKEY key, LPCWSTR subKey) {
   Registry& registry = TheRegistry();
   std::lock_guard<std::mutex> guard(registry.lock);
-  registry.RefreshLocked();
   std::string path;
-  if (!registry.JoinLocked(key, Narrow(subKey), &path)) return ERROR_INVALID_HANDLE;
-  if (registry.fileTree.count(RegistryLower(path)) == 0) return ERROR_FILE_NOT_FOUND;
-  RegistryRemoveTree(registry.fileTree, path);
-  return registry.SaveLocked();
+  if (!registry.KeyPathLocked(key, &path)) return ERROR_INVALID_HANDLE;
+  if (!registry.JoinLocked(key, Narrow(subKey), &path)) return ERROR_INVALID_PARAMETER;
+  return registry.ChangeLocked([&](RegistryTree& tree) {
+    if (tree.count(RegistryLower(path)) == 0) return ERROR_FILE_NOT_FOUND;
+    RegistryRemoveTree(tree, path);
+    return ERROR_SUCCESS;
+  });
 }

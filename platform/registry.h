@@ -4,7 +4,12 @@
 // /etc/velavds/registry.reg. It is read again at each RegOpenKeyEx when it has changed, so a
 // configuration can be edited while the provider runs. A missing file is an empty registry; a
 // file that is not a registry file is an empty registry with one message on standard error;
-// lines that cannot be read are skipped with a message each. Writes rewrite the whole file.
+// lines that cannot be read are skipped with a message each.
+//
+// Each change is one transaction on the file: under an advisory lock on FILE.lock the file is
+// read afresh, changed, written beside and renamed over the old one, so that processes changing
+// it at once lose nothing and a crash leaves the old or the new file. A file that is read-only
+// (ERROR_ACCESS_DENIED) or holds lines that cannot be read (ERROR_BADDB) is not changed.
 //
 // As on Windows, RegQueryValueEx gives the data of any type and leaves the type check to the
 // caller; RegGetValueW checks the type and fails with ERROR_UNSUPPORTED_TYPE.

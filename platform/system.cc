@@ -1,5 +1,7 @@
 #include "platform/system.h"
 
+#include <dlfcn.h>
+#include <limits.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -7,6 +9,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "platform/strings.h"
+#include "platform/winerror.h"
 
 namespace {
 
@@ -48,4 +53,54 @@ std::string HostPath(const char* windowsPath) {
 
 void OutputDebugStringA(LPCSTR text) {
   if (text != nullptr) std::fputs(text, stderr);
+}
+
+BOOL GetModuleHandleExW(DWORD flags, LPCWSTR moduleName, HMODULE* module) {
+  if (module != nullptr) *module = nullptr;
+  constexpr DWORD kServed =
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+  if (module == nullptr || flags != kServed) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+  }
+  Dl_info info;
+  if (dladdr(reinterpret_cast<const void*>(moduleName), &info) == 0 || info.dli_fbase == nullptr) {
+    SetLastError(ERROR_MOD_NOT_FOUND);
+    return FALSE;
+  }
+  *module = static_cast<HMODULE>(info.dli_fbase);
+  return TRUE;
+}
+
+DWORD GetModuleFileNameW(HMODULE module, LPWSTR filename, DWORD size) {
+  std::string path;
+  if (module == nullptr) {
+    char buffer[PATH_MAX];
+    ssize_t n = readlink("/proc/self/exe", buffer, sizeof(buffer) - 1);
+    if (n <= 0) return 0;
+    path.assign(buffer, static_cast<size_t>(n));
+  } else {
+    Dl_info info;
+    if (dladdr(module, &info) == 0 || info.dli_fname == nullptr) {
+      SetLastError(ERROR_MOD_NOT_FOUND);
+      return 0;
+    }
+    // A module opened by a relative name is named by its full path, as on Windows.
+    char resolved[PATH_MAX];
+    path = realpath(info.dli_fname, resolved) != nullptr ? resolved : info.dli_fname;
+  }
+  std::u16string wide = Utf8ToUtf16(path);
+  if (filename == nullptr || size == 0) {
+    SetLastError(ERROR_INSUFFICIENT_BUFFER);
+    return 0;
+  }
+  if (wide.size() >= size) {
+    wide.copy(filename, size - 1);
+    filename[size - 1] = 0;
+    SetLastError(ERROR_INSUFFICIENT_BUFFER);
+    return size;
+  }
+  wide.copy(filename, wide.size());
+  filename[wide.size()] = 0;
+  return static_cast<DWORD>(wide.size());
 }

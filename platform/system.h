@@ -24,6 +24,22 @@ UINT GetWindowsDirectoryA(LPSTR buffer, UINT size);
 // back-slashes turned. Null gives "".
 std::string HostPath(const char* windowsPath);
 
+// Modules. An HMODULE is the base address the module is mapped at.
+struct HINSTANCE__;
+using HMODULE = HINSTANCE__*;
+constexpr DWORD GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT = 0x2;
+constexpr DWORD GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS = 0x4;
+
+// Only the form that finds the module holding an address (FROM_ADDRESS, `moduleName` read as an
+// address) is served, and it never takes a reference (UNCHANGED_REFCOUNT must be set). FALSE
+// with ERROR_INVALID_PARAMETER for anything else, ERROR_MOD_NOT_FOUND for an unmapped address.
+BOOL GetModuleHandleExW(DWORD flags, LPCWSTR moduleName, HMODULE* module);
+
+// The full path of the module's file (a null module: the program's). As on Windows: the length
+// copied without the terminator; a short buffer gets a cut, terminated copy, `size` is returned
+// and the last error is ERROR_INSUFFICIENT_BUFFER; 0 on failure.
+DWORD GetModuleFileNameW(HMODULE module, LPWSTR filename, DWORD size);
+
 // The debugger stream: standard error, one line as given.
 void OutputDebugStringA(LPCSTR text);
 

@@ -12,6 +12,13 @@ extern "C" {
 VELA_EXPORT HRESULT DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv);
 // S_OK when no object of the module is alive and no LockServer holds it, else S_FALSE.
 VELA_EXPORT HRESULT DllCanUnloadNow();
+// Puts the provider in the disk service's list of hardware providers (a failure there is logged
+// and does not stop the rest) and writes the class registration under HKEY_CLASSES_ROOT. The
+// result is that of the class registration.
+VELA_EXPORT HRESULT DllRegisterServer();
+// Takes the provider out of the service's list and then removes the class registration. When
+// the service cannot be reached or refuses, nothing is removed and its result is returned.
+VELA_EXPORT HRESULT DllUnregisterServer();
 }
 
 // Module attach and detach, run when the module is loaded and unloaded: the command mutex and

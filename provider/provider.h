@@ -135,6 +135,10 @@ class CProvider final
   // A new provider with one client reference, or null when out of memory.
   static CProvider* Create();
 
+  // Reads Name and Version from the provider's key; true when both were read, and only then are
+  // they taken. Also called by DllRegisterServer, without a provider.
+  static bool GetProviderNameAndVersion();
+
   // Client references. When the last goes, the provider stops its monitor threads and tears
   // the object tree down (the destructor's release order); its memory goes with the last
   // internal reference (ProviderRef).
@@ -226,7 +230,6 @@ class CProvider final
   CProvider();
   ~CProvider() override;
 
-  bool GetProviderNameAndVersion();
   void ReadProviderParameters();
   void initWmi();
   void DealEventProvider();

@@ -1,0 +1,32 @@
+// The disk service's side of provider registration: the VDS loader class, which a provider
+// creates out of process to reach IVdsAdmin, and the list of hardware providers it keeps in the
+// registry.
+//
+//   HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Services\vds\HardwareProviders\{provider id}
+//     @            REG_SZ     provider name
+//     "CLSID"      REG_SZ     class id, braced
+//     "Type"       REG_DWORD  VDS_PROVIDER_TYPE
+//     "Version"    REG_SZ     version text
+//     "VersionId"  REG_SZ     version id, braced
+//
+// The service is there unless its key says it is disabled ("Start" = 4 under
+// ...\Services\vds); creating the loader also fails when the registry cannot be written, since
+// the service could not keep its list.
+#ifndef VELA_PLATFORM_VDS_LOADER_H_
+#define VELA_PLATFORM_VDS_LOADER_H_
+
+#include "platform/com.h"
+
+inline constexpr char kVdsServiceKey[] = "SYSTEM\\CurrentControlSet\\Services\\vds";
+inline constexpr char kVdsHardwareProvidersKey[] =
+    "SYSTEM\\CurrentControlSet\\Services\\vds\\HardwareProviders";
+
+constexpr DWORD CLSCTX_INPROC_SERVER = 0x1;
+constexpr DWORD CLSCTX_LOCAL_SERVER = 0x4;
+
+// Creates an object of a class the platform serves. Only the VDS loader is served, and only out
+// of process (CLSCTX_LOCAL_SERVER); any other class gives REGDB_E_CLASSNOTREG.
+HRESULT CoCreateInstance(REFCLSID rclsid, IUnknown* pUnkOuter, DWORD dwClsContext, REFIID riid,
+                         void** ppv);
+
+#endif  // VELA_PLATFORM_VDS_LOADER_H_
