@@ -499,3 +499,30 @@ LONG RegDeleteTreeW(HKEY key, LPCWSTR subKey) {
     return ERROR_SUCCESS;
   });
 }
+
+LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSize, LPDWORD, LPWSTR className,
+                   LPDWORD classSize, void*) {
+  if (name == nullptr || nameSize == nullptr) return ERROR_INVALID_PARAMETER;
+  Registry& registry = TheRegistry();
+  std::lock_guard<std::mutex> guard(registry.lock);
+  registry.RefreshLocked();
+  std::string path;
+  if (!registry.KeyPathLocked(key, &path)) return ERROR_INVALID_HANDLE;
+  const std::string prefix = RegistryLower(path) + "\\";
+  DWORD seen = 0;
+  // The tree is ordered by lower-case path, so the direct children of a key follow it in order.
+  for (auto it = registry.tree.lower_bound(prefix);
+       it != registry.tree.end() && it->first.compare(0, prefix.size(), prefix) == 0; ++it) {
+    if (it->first.find('\\', prefix.size()) != std::string::npos) continue;
+    if (seen++ != index) continue;
+    std::u16string child = Utf8ToUtf16(it->second.path.substr(prefix.size()));
+    if (child.size() + 1 > *nameSize) return ERROR_MORE_DATA;
+    child.copy(name, child.size());
+    name[child.size()] = 0;
+    *nameSize = static_cast<DWORD>(child.size());
+    if (className != nullptr && classSize != nullptr && *classSize > 0) className[0] = 0;
+    if (classSize != nullptr) *classSize = 0;
+    return ERROR_SUCCESS;
+  }
+  return ERROR_NO_MORE_ITEMS;
+}

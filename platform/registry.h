@@ -75,6 +75,11 @@ LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR className,
 LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data,
                     DWORD dataSize);
 LONG RegDeleteValueW(HKEY key, LPCWSTR name);
+// The name of the `index`th subkey (in the order of their names, without case), as on Windows:
+// ERROR_NO_MORE_ITEMS past the last, ERROR_MORE_DATA when `nameSize` (in characters, with the
+// terminator) is too small. The class name and time are not kept and come back empty.
+LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSize, LPDWORD reserved,
+                   LPWSTR className, LPDWORD classSize, void* lastWriteTime);
 // Deletes the subkey and everything below it.
 LONG RegDeleteTreeW(HKEY key, LPCWSTR subKey);
 

@@ -38,7 +38,7 @@ std::string DlError() {
 
 }  // namespace
 
-std::unique_ptr<ProviderHost> ProviderHost::Load(const std::string& libraryPath,
+std::unique_ptr<ProviderHost> ProviderHost::Load(const std::string& libraryPath, REFCLSID classId,
                                                  IVdsAdviseSink* sink, CallError* error) {
   std::unique_ptr<ProviderHost> host(new ProviderHost());
   host->module_ = dlopen(libraryPath.c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -56,7 +56,7 @@ std::unique_ptr<ProviderHost> ProviderHost::Load(const std::string& libraryPath,
       reinterpret_cast<DllCanUnloadNowFn>(dlsym(host->module_, "DllCanUnloadNow"));
 
   void* object = nullptr;
-  HRESULT hr = getClassObject(CLSID_VelaHwProvider, IID_IClassFactory, &object);
+  HRESULT hr = getClassObject(classId, IID_IClassFactory, &object);
   if (FAILED(hr) || object == nullptr) {
     *error = CallError{FAILED(hr) ? hr : E_POINTER, "DllGetClassObject"};
     return nullptr;

@@ -44,9 +44,9 @@ std::string ProviderLibraryPath();
 class ProviderHost {
  public:
   // Null on failure, with *error set: a dlopen/dlsym failure has hr E_FAIL and the loader's
-  // message as `call`.
-  static std::unique_ptr<ProviderHost> Load(const std::string& libraryPath, IVdsAdviseSink* sink,
-                                            CallError* error);
+  // message as `call`. `classId` is the class asked of DllGetClassObject.
+  static std::unique_ptr<ProviderHost> Load(const std::string& libraryPath, REFCLSID classId,
+                                            IVdsAdviseSink* sink, CallError* error);
   ~ProviderHost();
   ProviderHost(const ProviderHost&) = delete;
   ProviderHost& operator=(const ProviderHost&) = delete;

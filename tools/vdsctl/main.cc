@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -10,11 +11,13 @@
 #include <string>
 #include <vector>
 
+#include "platform/registry.h"
 #include "tools/vdsctl/commands.h"
 #include "tools/vdsctl/environment.h"
 #include "tools/vdsctl/loader.h"
 #include "tools/vdsctl/model.h"
 #include "tools/vdsctl/output.h"
+#include "tools/vdsctl/registration.h"
 #include "tools/vdsctl/shell.h"
 
 namespace vdsctl {
@@ -37,6 +40,9 @@ struct Arguments {
   int detailIndex = 0;
   std::optional<int> subsystem;
   std::string script;
+  std::string module;    // --module
+  std::string provider;  // --provider
+  std::string registerModule;
 };
 
 // The command once the provider is loaded.
@@ -89,6 +95,12 @@ int Main(int argc, char** argv) {
           ->type_name("[=INVENTORY]");
   simulate->excludes(app.get_option("--conf"));
   app.add_flag("--json", args.json, "Write one JSON document instead of tables");
+  app.add_option("--module", args.module,
+                 "Provider module to load, instead of the one the registry names")
+      ->type_name("PATH");
+  app.add_option("--provider", args.provider,
+                 "The registered hardware provider to load, by name or id, when several are")
+      ->type_name("NAME|ID");
   app.require_subcommand(1, 1);
   // Global options may also follow the command: "vdsctl list drives --json".
   app.fallthrough();
@@ -114,6 +126,14 @@ int Main(int argc, char** argv) {
                    "Subsystem of a controller, port, drive or LUN (default 0)")
       ->check(CLI::NonNegativeNumber);
 
+  CLI::App* registerCommand =
+      app.add_subcommand("register", "Call the module's DllRegisterServer, as regsvr32 does");
+  registerCommand->add_option("module", args.registerModule, "The provider module")->required();
+  CLI::App* unregisterCommand = app.add_subcommand(
+      "unregister", "Call the module's DllUnregisterServer, as regsvr32 /u does");
+  unregisterCommand->add_option("module", args.registerModule, "The provider module")->required();
+  app.add_subcommand("providers", "List the hardware providers registered with the disk service");
+
   CLI::App* shell = app.add_subcommand(
       "shell", "Interactive session with DiskRAID's select/list/detail, or a script");
   shell->add_option("--script", args.script, "Read the commands from FILE, not standard input")
@@ -132,6 +152,25 @@ int Main(int argc, char** argv) {
   args.environment.simulate = simulate->count() > 0;
 
   Output output(args.json, !app.got_subcommand("shell"), std::cout, std::cerr);
+
+  // The registry that lists the providers is the user's, not a run's merged copy.
+  if (!args.environment.registryPath.empty()) {
+    std::error_code ec;
+    std::string absolute = std::filesystem::absolute(args.environment.registryPath, ec).string();
+    SetRegistryFile(absolute);
+    // A module registering itself writes through its own registry, which reads this.
+    setenv("VELA_REGISTRY", absolute.c_str(), 1);
+  }
+  if (app.got_subcommand("register") || app.got_subcommand("unregister")) {
+    return RunRegistration(args.registerModule, app.got_subcommand("unregister"), &output);
+  }
+  if (app.got_subcommand("providers")) return ShowProviders(&output);
+  ProviderChoice choice;
+  std::string choiceProblem;
+  if (!ChooseProvider(args.module, args.provider, ProviderLibraryPath(), &choice, &choiceProblem)) {
+    output.Problem(choiceProblem);
+    return kExitBadArguments;
+  }
   EnvironmentError envError;
   std::unique_ptr<RunEnvironment> environment =
       RunEnvironment::Prepare(args.environment, &envError);
@@ -143,7 +182,7 @@ int Main(int argc, char** argv) {
   ComPtr<AdviseSink> sink(new AdviseSink());
   CallError loadError;
   std::unique_ptr<ProviderHost> host =
-      ProviderHost::Load(ProviderLibraryPath(), sink.Get(), &loadError);
+      ProviderHost::Load(choice.modulePath, choice.classId, sink.Get(), &loadError);
   if (!host) {
     output.CallFailed(loadError);
     return kExitServiceFailure;
