@@ -127,6 +127,14 @@ TEST_F(ShellTest, JsonModeWritesOneDocumentPerCommand) {
   EXPECT_EQ(documents[4]["error"]["message"], "There is no drive 5 in subsystem 0.");
 }
 
+// A line that is not UTF-8 is refused in a document that is itself valid UTF-8 (it used to
+// abort the tool from inside the JSON writer).
+TEST_F(ShellTest, JsonModeRefusesALineThatIsNotUtf8) {
+  EXPECT_EQ(RunScript("s\xffk 0\n", true), kExitSyntax);
+  const Json document = Json::parse(out_.str());
+  EXPECT_EQ(document["error"]["message"], "Unknown command: s\xEF\xBF\xBDk");
+}
+
 TEST_F(ShellTest, SelectingAnotherSubsystemDropsTheFocusWithinTheOld) {
   EXPECT_EQ(RunScript("select subsystem 0\nselect drive 2\nselect subsystem 1\ndetail drive\n"),
             kExitSyntax);

@@ -14,7 +14,11 @@ void Output::Text(const std::string& text) {
 
 void Output::Document(const vdsctl::Json& document) {
   std::lock_guard<std::mutex> lock(mutex_);
-  out_ << document.dump(pretty_ ? 2 : -1) << "\n" << std::flush;
+  // Text that is not UTF-8 (a mistyped shell line, an argument) must not abort the tool: such
+  // bytes are written as U+FFFD.
+  out_ << document.dump(pretty_ ? 2 : -1, ' ', false, vdsctl::Json::error_handler_t::replace)
+       << "\n"
+       << std::flush;
 }
 
 void Output::CallFailed(const CallError& error) {
