@@ -46,6 +46,9 @@ void Check(bool ok) {
 
 constexpr size_t kMaxSteps = 8;
 
+constexpr size_t kFullBackingStoreList =
+    kBackingStoreListEntriesOffset + kMaxBackingStoreEntries * kBackingStoreEntrySize;
+
 // Sizes a reply is tiled up to: the records the commands decode, and their lists.
 constexpr size_t kTileSizes[] = {
     kControllerDataSize,
@@ -58,7 +61,7 @@ constexpr size_t kTileSizes[] = {
     kRetndSnListSize,
     kArraySize,
     kPartitionSize,
-    kBackingStoreListEntriesOffset + kMaxBackingStoreEntries* kBackingStoreEntrySize,
+    kFullBackingStoreList,
     kMasterVolumeListEntriesOffset + 8 * kMasterVolumeEntrySize,
     kSnapshotListEntriesOffset + 8 * kSnapshotEntrySize,
     Tidegate::kAuthDbRecordSize,
