@@ -62,12 +62,15 @@ TEST_F(LogLinesTest, ControllerWalkBoundsSerialsCountsEnclosuresAndFindsDrivesAg
   json sub = SubsystemJson("LOGS0001");
   // 28 characters and the 4-digit counter, from 0000: serials of exactly 32 bytes.
   sub["drives"] = json::array({DrivesJson(3, 0, 4, "ABCDEFGHIJKLMNOPQRSTUVWXYZ01{n}")});
-  sub["vdisks"] =
-      json::array({{{"name", "LOGVD"},
-                    {"raidLevel", 5},
-                    {"memberCount", 3},
-                    {"owner", "A"},
-                    {"partitions", json::array({{{"name", "p0"}, {"blocks", 2048}}})}}});
+  // Its serial's byte 3 (the first of the short form a member drive keeps behind its own
+  // serial) is not zero.
+  sub["vdisks"] = json::array(
+      {{{"name", "LOGVD"},
+        {"serialNumber", "00112233445566778899AABBCCDDEEFF00112233445566778899AABBCCDDEEFF"},
+        {"raidLevel", 5},
+        {"memberCount", 3},
+        {"owner", "A"},
+        {"partitions", json::array({{{"name", "p0"}, {"blocks", 2048}}})}}});
   LoadInventory(InventoryJson({sub}));
   // The serial is all 32 bytes of its field and nothing behind it.
   EXPECT_TRUE(Has("  Drive ABCDEFGHIJKLMNOPQRSTUVWXYZ010000 encl 0 bus 0 slot  0 guid "));

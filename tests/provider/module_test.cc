@@ -4,6 +4,7 @@
 #include <stdlib.h>
 
 #include <atomic>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <thread>
@@ -147,10 +148,16 @@ TEST_F(ModuleLifeTest, LoadsAgainstTheSimulatorAndUnmapsWhenNothingIsAlive) {
 // it at its word never unmaps code a thread still runs. Many rounds, with the processor busy.
 TEST_F(ModuleLifeTest, RepeatedLoadsWithARefusedLogonNeverUnmapARunningThread) {
   StartSimulator("default.json", "", "wrongpass");
+  // The module logs to a file, as where the fault was seen: each thread's last steps take longer.
+  std::ofstream(TestDir() + "/registry.reg")
+      << "Windows Registry Editor Version 5.00\n\n"
+         "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\VelaVDSProvider\\Debug]\n"
+         "\"FileName\"=\""
+      << TestDir() << "/module.debug\"\n\"MaxFileLength\"=dword:00100000\n";
   ModuleEnvironment environment("0");
   std::atomic<bool> stop{false};
   std::vector<std::thread> load;
-  for (int i = 0; i < 2; ++i) {
+  for (int i = 0; i < 4; ++i) {
     load.emplace_back([&stop] {
       volatile uint64_t spin = 0;
       while (!stop) spin = spin + 1;
