@@ -38,14 +38,22 @@ std::atomic<bool> g_listenerWoken{false};
 // The host may ask whether the module can go (which reaps an ended thread) while another thread
 // loads the provider.
 std::mutex g_pipeThreadMutex;
-// Holds a module lock from its start until it has been joined, so that the module is never
-// unmapped under it. Guarded by g_pipeThreadMutex.
-std::thread g_pipeThread;
+// The thread holds a module lock from its start until it has been joined, so that the module is
+// never unmapped under it. A program that links the client without the module's detach (the
+// tests) may end while the thread still winds down: then it ends with the process.
+struct PipeThread {
+  std::thread thread;
+  ~PipeThread() {
+    if (thread.joinable()) thread.detach();
+  }
+};
+// Guarded by g_pipeThreadMutex.
+PipeThread g_pipeThread;
 
 // Joins the thread, if any, and gives back its module lock. Caller holds g_pipeThreadMutex.
 void ReapLocked() {
-  if (!g_pipeThread.joinable()) return;
-  g_pipeThread.join();
+  if (!g_pipeThread.thread.joinable()) return;
+  g_pipeThread.thread.join();
   close(g_wakeEvent.exchange(-1));
   ModuleUnlock();
 }
@@ -244,7 +252,7 @@ int create_listen() {
   DebugPrintf("starting recv_events thread\n");
   g_recvEventsRunning = 1;
   ModuleLock();
-  g_pipeThread = std::thread(recv_events);
+  g_pipeThread.thread = std::thread(recv_events);
   return 0;
 }
 
@@ -271,7 +279,7 @@ void ReleasePipeThread() {
 
 void StopPipeThread() {
   std::lock_guard<std::mutex> lock(g_pipeThreadMutex);
-  if (!g_pipeThread.joinable()) return;
+  if (!g_pipeThread.thread.joinable()) return;
   g_isTerminating = 1;
   if (!g_listenerWoken) delete_listener();
   ReapLocked();
