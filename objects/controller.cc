@@ -102,7 +102,7 @@ HRESULT CController::Initialize(const VDS_OBJECT_ID* pControllerId, CProvider* p
   m_prop.health = VDS_H_HEALTHY;
   const uint16_t enclosureDrives = data.enclosures[0].enclosureDrives;
   DebugPrintf("Controller::Initialize enclosureCount=%d (currently %d), enclosure drives=%d\n",
-              data.enclosureCount, pSubSystem->Prop().sNumberOfInternalBuses, enclosureDrives);
+              data.enclosureCount, pSubSystem->EnclosureCount(), enclosureDrives);
   m_prop.sNumberOfPorts = static_cast<SHORT>(data.controller.numPorts);
   pSubSystem->NoteEnclosures(data.enclosureCount, enclosureDrives);
   m_driveOverheadPercent = data.controller.controllerParamsActive.driveOverheadPercent;
@@ -175,19 +175,23 @@ void CController::AddDrives(const controllerData& data) {
       drive->Initialize(&guid, m_pProvider.Get(), m_pSubSystem, this, &record);
       auto [it, inserted] = m_pSubSystem->Drives().emplace(guid, VDS_OBJECT{VDS_OT_DRIVE, drive});
       if (!inserted) drive->Release();
-      DebugPrintf("  Drive %-20s encl %d bus %d slot %2d guid %s\n", drive->DriveSn(),
+      DebugPrintf("  Drive %-20.32s encl %d bus %d slot %2d guid %s\n", drive->DriveSn(),
                   drive->Enclosure(), drive->Prop().sInternalBusNumber, drive->Slot(),
                   GuidLogText(guid).c_str());
       continue;
     }
     DebugPrintf("Already found a drive at chan %d id %d\n", record.channel, record.scsiId);
-    CDrive* existing = m_pSubSystem->FindDrive(record.enclosureNumber, record.slotNumber);
-    if (existing == nullptr) {
+    ComPtr<IVdsDrive> found;
+    if (m_pSubSystem->GetDrive(static_cast<SHORT>(record.enclosureNumber),
+                               static_cast<SHORT>(record.slotNumber),
+                               found.ReleaseAndGetAddressOf()) == VDS_E_OBJECT_NOT_FOUND ||
+        !found) {
       DebugPrintf("GetDrive returned OBJECT_NOT_FOUND, skipping (nDrive=%d)\n",
                   static_cast<int>(n));
       continue;
     }
-    DebugPrintf("GetDrive(encl=%d, slot=%-2d) returned sn %s guid %s\n", record.enclosureNumber,
+    auto* existing = static_cast<CDrive*>(found.Get());
+    DebugPrintf("GetDrive(encl=%d, slot=%-2d) returned sn %.32s guid %s\n", record.enclosureNumber,
                 record.slotNumber, existing->DriveSn(), GuidLogText(existing->Prop().id).c_str());
     if (record.driveIndex == kNoIndex && record.containerIndex == kNoIndex) {
       DebugPrintf("skipping nDrive=%d because pDriveData->driveIndex == containerIndex == 0xff\n",

@@ -101,6 +101,8 @@ class CSubSystem : public ComObject<IVdsSubSystem, IVdsSubSystem2, IVdsSubSystem
 
   // Written by CController::Initialize for its record.
   void NoteEnclosures(uint32_t enclosureCount, uint16_t enclosureDrives);
+  // The largest enclosure count a controller of this subsystem has reported so far.
+  uint32_t EnclosureCount() const { return m_enclosureCount; }
   void SetSysName(const std::u16string& name) { m_SysName = name; }
   void SetSysIdentIfEmpty(const std::u16string& ident);
 

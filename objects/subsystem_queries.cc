@@ -115,7 +115,7 @@ HRESULT CSubSystem::QueryDrives(IEnumVdsObject** ppEnum) {
     IVdsDrive* vdsDrive = nullptr;
     if (SUCCEEDED(unknown->QueryInterface(IID_IVdsDrive, reinterpret_cast<void**>(&vdsDrive)))) {
       const auto* drive = static_cast<CDrive*>(vdsDrive);
-      DebugPrintf("  Drive %-20s encl %d bus %d slot %2d guid %s\n", drive->DriveSn(),
+      DebugPrintf("  Drive %-20.32s encl %d bus %d slot %2d guid %s\n", drive->DriveSn(),
                   drive->Enclosure(), drive->Prop().sInternalBusNumber, drive->Slot(),
                   GuidLogText(drive->Prop().id).c_str());
       vdsDrive->Release();

@@ -1,5 +1,6 @@
 #include "platform/clock.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -87,6 +88,11 @@ int ScaledWaitMs(uint64_t ms) {
   double real = std::ceil(static_cast<double>(ms) * TimeScale());
   if (real > std::numeric_limits<int32_t>::max()) return std::numeric_limits<int32_t>::max();
   return static_cast<int>(real);
+}
+
+int ScaledReplyWaitMs(uint64_t ms) {
+  const uint64_t floor = std::min<uint64_t>(ms, kMinReplyWaitMs);
+  return std::max(ScaledWaitMs(ms), static_cast<int>(floor));
 }
 
 timeval ScaledTimeval(long sec, long usec) {

@@ -30,6 +30,12 @@ std::chrono::nanoseconds ScaledDuration(uint64_t ms);
 // For poll()/select(): the real milliseconds (rounded up, capped at INT32_MAX) for `ms`.
 int ScaledWaitMs(uint64_t ms);
 
+// For a wait for a peer's reply: like ScaledWaitMs, but never below kMinReplyWaitMs real
+// milliseconds (nor above `ms` itself), so that a small or zero scale makes sleeps and polls
+// instant without turning receives into time-outs.
+inline constexpr int kMinReplyWaitMs = 250;
+int ScaledReplyWaitMs(uint64_t ms);
+
 // For select(): the real timeval of a virtual timeout of `sec` seconds and `usec` microseconds.
 timeval ScaledTimeval(long sec, long usec);
 

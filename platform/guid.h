@@ -43,7 +43,9 @@ inline uint64_t LeadingBytes(const void* bytes) {
 }
 }  // namespace guid_order
 
-inline bool operator<(const GUID& a, const GUID& b) {
+// The module exports the order (its clients keep GUID maps too), so a copy of it must exist out
+// of line; calls inside still inline it.
+[[gnu::used, gnu::visibility("default")]] inline bool operator<(const GUID& a, const GUID& b) {
   const uint64_t aHigh = guid_order::LeadingBytes(&a);
   const uint64_t bHigh = guid_order::LeadingBytes(&b);
   if (aHigh != bHigh) return aHigh < bHigh;

@@ -6,6 +6,8 @@
 #ifndef VELA_PLATFORM_VDS_TYPES_H_
 #define VELA_PLATFORM_VDS_TYPES_H_
 
+#include <cstddef>
+
 #include "platform/guid.h"
 #include "platform/wintypes.h"
 
@@ -685,6 +687,52 @@ constexpr ULONG VDS_NF_LUN_DEPART = 109;
 constexpr ULONG VDS_NF_LUN_MODIFY = 110;
 constexpr ULONG VDS_NF_SUB_SYSTEM_MODIFY = 151;
 
+// The software provider's members share the union: they fix its size and alignment (the
+// partition's 64-bit offset), whatever a hardware provider sends.
+struct VDS_PACK_NOTIFICATION {
+  ULONG ulEvent;
+  VDS_OBJECT_ID packId;
+};
+struct VDS_DISK_NOTIFICATION {
+  ULONG ulEvent;
+  VDS_OBJECT_ID diskId;
+};
+struct VDS_VOLUME_NOTIFICATION {
+  ULONG ulEvent;
+  VDS_OBJECT_ID volumeId;
+  VDS_OBJECT_ID plexId;
+  ULONG ulPercentCompleted;
+};
+struct VDS_PARTITION_NOTIFICATION {
+  ULONG ulEvent;
+  VDS_OBJECT_ID diskId;
+  ULONGLONG ullOffset;
+};
+struct VDS_DRIVE_LETTER_NOTIFICATION {
+  ULONG ulEvent;
+  WCHAR wcLetter;
+  VDS_OBJECT_ID volumeId;
+};
+struct VDS_FILE_SYSTEM_NOTIFICATION {
+  ULONG ulEvent;
+  VDS_OBJECT_ID volumeId;
+  DWORD dwPercentCompleted;
+};
+struct VDS_MOUNT_POINT_NOTIFICATION {
+  ULONG ulEvent;
+  VDS_OBJECT_ID volumeId;
+};
+
+enum VDS_RECOVER_ACTION : int32_t {
+  VDS_RA_UNKNOWN = 0,
+  VDS_RA_REFRESH = 1,
+  VDS_RA_RESTART = 2,
+};
+struct VDS_SERVICE_NOTIFICATION {
+  ULONG ulEvent;
+  VDS_RECOVER_ACTION action;
+};
+
 struct VDS_SUB_SYSTEM_NOTIFICATION {
   ULONG ulEvent;
   VDS_OBJECT_ID subSystemId;
@@ -721,6 +769,13 @@ struct VDS_PORTAL_GROUP_NOTIFICATION {
 struct VDS_NOTIFICATION {
   VDS_NOTIFICATION_TARGET_TYPE objectType;
   union {
+    VDS_PACK_NOTIFICATION Pack;
+    VDS_DISK_NOTIFICATION Disk;
+    VDS_VOLUME_NOTIFICATION Volume;
+    VDS_PARTITION_NOTIFICATION Partition;
+    VDS_DRIVE_LETTER_NOTIFICATION Letter;
+    VDS_FILE_SYSTEM_NOTIFICATION FileSystem;
+    VDS_MOUNT_POINT_NOTIFICATION MountPoint;
     VDS_SUB_SYSTEM_NOTIFICATION SubSystem;
     VDS_CONTROLLER_NOTIFICATION Controller;
     VDS_DRIVE_NOTIFICATION Drive;
@@ -729,6 +784,7 @@ struct VDS_NOTIFICATION {
     VDS_PORTAL_NOTIFICATION Portal;
     VDS_TARGET_NOTIFICATION Target;
     VDS_PORTAL_GROUP_NOTIFICATION PortalGroup;
+    VDS_SERVICE_NOTIFICATION Service;
   };
 };
 
@@ -795,7 +851,12 @@ struct VDS_ASYNC_OUTPUT {
 static_assert(sizeof(VDS_PROVIDER_PROP) == 64);
 static_assert(sizeof(VDS_LUN_PROP) == 72);
 static_assert(sizeof(VDS_DRIVE_EXTENT) == 48);
-static_assert(sizeof(VDS_NOTIFICATION) == 24);
+static_assert(sizeof(VDS_PARTITION_NOTIFICATION) == 32);
+static_assert(offsetof(VDS_PARTITION_NOTIFICATION, ullOffset) == 24);
+static_assert(sizeof(VDS_VOLUME_NOTIFICATION) == 40);
+static_assert(sizeof(VDS_NOTIFICATION) == 48);
+static_assert(offsetof(VDS_NOTIFICATION, Controller) == 8);
+static_assert(offsetof(VDS_NOTIFICATION, Controller.controllerId) == 12);
 static_assert(sizeof(VDS_HINTS) == 80);
 
 #include "platform/vds_host_types.h"  // IWYU pragma: export

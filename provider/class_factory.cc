@@ -8,6 +8,7 @@
 #include "provider/module.h"
 #include "provider/provider.h"
 #include "proxy/iasocket.h"
+#include "proxy/pipe_server.h"
 
 namespace {
 
@@ -57,6 +58,8 @@ void ModuleAttach() {
 }
 
 void ModuleDetach() {
+  // A pipe thread that unload did not see end is ended here, before the module goes.
+  StopPipeThread();
   FreeLock();
   FreeRefreshLock();
   std::lock_guard<std::mutex> lock(g_factoryMutex);
@@ -93,6 +96,8 @@ extern "C" HRESULT DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv) {
 }
 
 extern "C" HRESULT DllCanUnloadNow() {
+  // A pipe thread that has left its loop since the unload is joined now, giving its lock back.
+  ReleasePipeThread();
   LONG count = ModuleLockCount();
   DebugPrintf("DllCanUnloadNow() count= %d\n", count);
   return count == 0 ? S_OK : S_FALSE;

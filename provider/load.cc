@@ -16,6 +16,7 @@
 #include "provider/host_inventory.h"
 #include "provider/load_filter.h"
 #include "provider/provider.h"
+#include "proxy/iasocket.h"
 #include "proxy/session.h"
 #include "proxy/tidegate.h"
 
@@ -171,7 +172,9 @@ void CProvider::initWmi() {
       DebugPrintf("OOP!! CProvider::initWmi GetHbaPortProp(HBA_vec) error\n");
       return;
     }
-    if (win2008 && !fill(InventoryStep::kConnectHbaInfoList)) return;
+    // The proxy's ports only add to what the HBA API found; their failure (logged by the step
+    // itself) leaves the list as it is and stops nothing.
+    if (win2008) fill(InventoryStep::kConnectHbaInfoList);
     if (!fill(InventoryStep::kLBPolicy)) {
       DebugPrintf("OOP!! CProvider::initWmi QueryLBPolicy(DsmLoadPolicyVec) error\n");
       return;
@@ -293,6 +296,9 @@ HRESULT CProvider::LoadSubSystem(const subsystem& record, bool refreshing) {
 HRESULT CProvider::OnUnload(BOOL /*bForceUnload*/) {
   DebugPrintf("CProvider::OnUnload enter\n");
   isProviderOnline = false;
+  // The session is about to close: no monitor pass may start to rebuild it (reconnect stops at
+  // this flag too).
+  g_isTerminating = 1;
   // The monitor threads end first: closing the session uses the request buffer without the
   // command mutex, so no pass may still be in the middle of a command.
   StopMonitorThreads();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 #include <vector>
 
 #include "diag/debug_log.h"
@@ -10,6 +11,7 @@
 #include "objects/lun.h"
 #include "objects/subsystem.h"
 #include "platform/clock.h"
+#include "platform/com.h"
 #include "provider/load_filter.h"
 #include "provider/provider.h"
 #include "proxy/iasocket.h"
@@ -17,6 +19,10 @@
 #include "proxy/tidegate.h"
 
 namespace {
+
+// How long unload lets the monitor threads end by themselves: the ten rounds of one second that
+// the session gives every thread of the provider.
+constexpr uint64_t kMonitorStopWaitMs = 10 * 1000;
 
 bool MonitorShouldStop(const std::atomic<bool>& stop) {
   return g_isTerminating.load() != 0 || !isProviderOnline.load() || stop.load();
@@ -226,6 +232,13 @@ void CProvider::Notify(VDS_NOTIFICATION* notification) {
 int CheckEventsFromRAIDController(CProvider* provider, const MonitorParam& param) {
   DebugPrintf("CheckEventsFromRAIDController IN\n");
   MutexGuard guard(hNotificationMutex, "CheckEventsFromRAIDController");
+  // A pass that starts while the provider unloads must not rebuild the session it is closing.
+  if (MonitorShouldStop(provider->MonitorStopFlag())) {
+    DebugPrintf(
+        "CheckEventsFromRAIDController provider is terminating or offline, break. Line %d\n",
+        __LINE__);
+    return kPassStop;
+  }
   if (g_proxyErrorCell.load() != 0 && (Options.load() & kOptionRepairSessionAtRefresh) == 0) {
     if (reconnect() == 0) provider->SetNeedRefresh(true);
   }
@@ -340,7 +353,14 @@ void CProvider::DealEventProvider() {
   }
   m_stopMonitors = false;
   for (const MonitorParam& param : params) {
-    m_monitorThreads.emplace_back(DealEventSubSystem, this, param);
+    // Each thread keeps the module mapped until it has been joined.
+    ModuleLock();
+    m_monitorThreads.emplace_back([this, param] {
+      DealEventSubSystem(this, param);
+      std::lock_guard<std::mutex> lock(m_monitorMutex);
+      ++m_endedMonitors;
+      m_monitorEnded.notify_all();
+    });
     DebugPrintf("create DealEvent handle = %d\n", static_cast<int>(m_monitorThreads.size()));
   }
   DebugPrintf("DealEventProvider OUT\n");
@@ -348,8 +368,23 @@ void CProvider::DealEventProvider() {
 
 void CProvider::StopMonitorThreads() {
   m_stopMonitors = true;
+  if (m_monitorThreads.empty()) return;
+  // A pass sees the stop at its next check; one that waits for a reply would wait for as long as
+  // the proxy takes. After the time unload gives the threads, that exchange is cut off.
+  bool ended = false;
+  {
+    std::unique_lock<std::mutex> lock(m_monitorMutex);
+    ended = m_monitorEnded.wait_for(lock, ScaledDuration(kMonitorStopWaitMs),
+                                    [this] { return m_endedMonitors == m_monitorThreads.size(); });
+  }
+  if (!ended) {
+    DebugPrintf("StopMonitorThreads: a monitor pass is still running, closing its exchange\n");
+    InterruptProxyExchange();
+  }
   for (std::thread& thread : m_monitorThreads) {
-    if (thread.joinable()) thread.join();
+    thread.join();
+    ModuleUnlock();
   }
   m_monitorThreads.clear();
+  m_endedMonitors = 0;
 }

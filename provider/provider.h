@@ -9,8 +9,10 @@
 #define VELA_PROVIDER_PROVIDER_H_
 
 #include <atomic>
+#include <condition_variable>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <set>
 #include <string>
@@ -264,8 +266,13 @@ class CProvider final
 
   // The monitor threads, one per subsystem; started by OnLoad, joined by OnUnload and by the
   // tear-down, touched only by the thread that loads and unloads.
+  // Each holds a module lock until it has been joined.
   std::vector<std::thread> m_monitorThreads;
   std::atomic<bool> m_stopMonitors{false};
+  // How many of m_monitorThreads have left their loop; guarded by m_monitorMutex.
+  std::mutex m_monitorMutex;
+  std::condition_variable m_monitorEnded;
+  size_t m_endedMonitors = 0;
 };
 
 // Creates or finds again the object of class T named `name`. Outside a refresh it creates a

@@ -81,6 +81,6 @@ const char* NewName(const subsystem& sub, bool isVdisk, int kind, const char* na
     if (std::find(names.begin(), names.end(), g_newNameBuffer) == names.end()) break;
   }
   names.emplace_back(g_newNameBuffer);
-  DebugPrintf("NewName %s", g_newNameBuffer);
+  DebugPrintf("NewName %s\n", g_newNameBuffer);
   return g_newNameBuffer;
 }

@@ -70,7 +70,7 @@ UCHAR VdsType2VelaRaidLevel(UCHAR defaultLevel, VDS_LUN_TYPE type) {
     }
   }
   // VDS_LT_RAID60 always lands here: no level stands for it, and it is served at level 0.
-  DebugPrintf("VdsType2VelaRaidLevel: mapping VDS_LUN_TYPE %d to VELA_RAID0", type);
+  DebugPrintf("VdsType2VelaRaidLevel: mapping VDS_LUN_TYPE %d to VELA_RAID0\n", type);
   return VELA_RAID0;
 }
 
@@ -171,7 +171,7 @@ bool IsSupportSpecialLun() {
     }
     RegCloseKey(key);
   }
-  DebugPrintf("IsSupportSpecialLun(): DisabeSepcialLun = %d", value);
+  DebugPrintf("IsSupportSpecialLun(): DisabeSepcialLun = %d\n", value);
   return value == 0;
 }
 

@@ -6,7 +6,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 
 #include "diag/debug_log.h"
@@ -25,13 +27,32 @@ HANDLE tidegate_lock_vds = nullptr;
 
 namespace {
 
-// How long exec_cmnd waits for the first reply bytes, in (scaled) seconds.
+// How long exec_cmnd waits for the first reply bytes, in virtual milliseconds.
 constexpr uint64_t kReplyWaitMs = 600 * 1000;
 
 // Like the per-thread error of the socket layer, it keeps its value across successful calls.
 thread_local int t_socketError = 0;
 
 void NoteSocketError() { t_socketError = errno; }
+
+// Waits for the reply's first bytes. A signal that interrupts the wait is not the time-out: the
+// wait goes on for the time that is left, so that the reply is read and the stream stays in
+// step.
+void WaitForReply(pollfd* readable) {
+  using std::chrono::steady_clock;
+  int waitMs = ScaledReplyWaitMs(kReplyWaitMs);
+  const auto deadline = steady_clock::now() + std::chrono::milliseconds(waitMs);
+  for (;;) {
+    readable->revents = 0;
+    if (poll(readable, 1, waitMs) >= 0) return;
+    if (errno != EINTR) {
+      NoteSocketError();
+      return;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now());
+    waitMs = static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
+  }
+}
 
 }  // namespace
 
@@ -90,7 +111,7 @@ int exec_cmnd(const uint8_t* request, int requestLen, uint8_t* reply, int replyM
   }
 
   pollfd readable{sock, POLLIN, 0};
-  if (poll(&readable, 1, ScaledWaitMs(kReplyWaitMs)) < 0) NoteSocketError();
+  WaitForReply(&readable);
   if (const int error = SocketLastError(); error != 0) {
     g_proxyErrorCell = error;
     DebugPrintf("OOP!! exec_cmnd send error errorcode 0x%x\n", error);
@@ -119,6 +140,7 @@ int recvdata(uint8_t* buffer, int len) {
   int total = 0;
   while (total < len) {
     const ssize_t got = recv(sock, buffer + total, static_cast<size_t>(len - total), 0);
+    if (got < 0 && errno == EINTR) continue;  // a signal, not the end of the reply
     if (got <= 0) {
       if (got < 0) NoteSocketError();
       DebugPrintf("recvdata len = %d\n", static_cast<int>(got));
@@ -155,6 +177,11 @@ int socket_connect(const char* address, uint16_t port) {
   }
   g_proxySocket = sock;
   return 0;
+}
+
+void InterruptProxyExchange() {
+  const int sock = g_proxySocket.load();
+  if (sock >= 0) shutdown(sock, SHUT_RDWR);
 }
 
 void CloseProxySocket() {

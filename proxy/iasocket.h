@@ -77,6 +77,10 @@ int socket_connect(const char* address, uint16_t port);
 
 // Closes g_proxySocket, if any, and marks it invalid.
 void CloseProxySocket();
+// Ends an exchange in flight on another thread: shuts the connection down both ways, so that its
+// wait for the reply and its reads return at once. The socket stays open (and every later
+// exchange on it fails) until shut or reconnect closes it.
+void InterruptProxyExchange();
 
 // The socket error of the calling thread's last failed socket call, as the socket layer keeps
 // it: a success does not clear it.

@@ -10,11 +10,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <thread>
 
 #include "diag/debug_log.h"
 #include "diag/event_log.h"
 #include "platform/clock.h"
+#include "platform/com.h"
 #include "platform/system.h"
 #include "platform/winerror.h"
 #include "proxy/frame.h"
@@ -31,8 +33,30 @@ constexpr DWORD kRetryPauseMs = 5000;
 std::atomic<int> g_listenSocket{-1};
 // Written once by delete_listener; stays readable so that every later wait of the thread ends.
 std::atomic<int> g_wakeEvent{-1};
-// Touched only by create_listen and ReleasePipeThread, which the session calls in order.
-std::thread g_pipeThread;
+// Set by delete_listener: the thread is on its way out even while its endpoint still stands.
+std::atomic<bool> g_listenerWoken{false};
+// The host may ask whether the module can go (which reaps an ended thread) while another thread
+// loads the provider.
+std::mutex g_pipeThreadMutex;
+// The thread holds a module lock from its start until it has been joined, so that the module is
+// never unmapped under it. A program that links the client without the module's detach (the
+// tests) may end while the thread still winds down: then it ends with the process.
+struct PipeThread {
+  std::thread thread;
+  ~PipeThread() {
+    if (thread.joinable()) thread.detach();
+  }
+};
+// Guarded by g_pipeThreadMutex.
+PipeThread g_pipeThread;
+
+// Joins the thread, if any, and gives back its module lock. Caller holds g_pipeThreadMutex.
+void ReapLocked() {
+  if (!g_pipeThread.thread.joinable()) return;
+  g_pipeThread.thread.join();
+  close(g_wakeEvent.exchange(-1));
+  ModuleUnlock();
+}
 
 enum class WaitResult { kReady, kWoken, kError };
 
@@ -193,6 +217,14 @@ int create_listen() {
   DebugPrintf("create_listen\n");
   const std::string path = PipeSocketPath();
   const std::u16string widePath(path.begin(), path.end());
+  if (PipeListenerActive() && !g_listenerWoken) {
+    // An earlier session start failed after this step: its endpoint and thread still serve.
+    DebugPrintf("create_listen: named pipe %S is already served\n", widePath.c_str());
+    return 0;
+  }
+  std::lock_guard<std::mutex> lock(g_pipeThreadMutex);
+  // The thread of an earlier endpoint is on its way out (woken, or ended on its own).
+  ReapLocked();
   DebugPrintf("create_listen: creating named pipe %S\n", widePath.c_str());
 
   sockaddr_un address{};
@@ -216,9 +248,11 @@ int create_listen() {
   }
   g_listenSocket = endpoint;
   g_wakeEvent = wake;
+  g_listenerWoken = false;
   DebugPrintf("starting recv_events thread\n");
   g_recvEventsRunning = 1;
-  g_pipeThread = std::thread(recv_events);
+  ModuleLock();
+  g_pipeThread.thread = std::thread(recv_events);
   return 0;
 }
 
@@ -227,6 +261,7 @@ void delete_listener() {
   const std::u16string widePath(path.begin(), path.end());
   DebugPrintf("delete_listener: deleting named pipe %S\n", widePath.c_str());
   const uint64_t one = 1;
+  g_listenerWoken = true;
   if (write(g_wakeEvent.load(), &one, sizeof one) != static_cast<ssize_t>(sizeof one)) {
     DebugPrintf("delete_listener: DeleteFile(%S) failed: error 0x%x (0x57 is expected)\n",
                 widePath.c_str(), errno);
@@ -236,11 +271,16 @@ void delete_listener() {
 bool PipeListenerActive() { return g_listenSocket.load() >= 0; }
 
 void ReleasePipeThread() {
-  if (!g_pipeThread.joinable()) return;
-  if (g_recvEventsRunning == 0) {
-    g_pipeThread.join();
-    close(g_wakeEvent.exchange(-1));
-  } else {
-    g_pipeThread.detach();
-  }
+  // A thread still running stays joinable, and keeps its module lock, until a later call, the
+  // next create_listen or the module detach reaps it.
+  std::lock_guard<std::mutex> lock(g_pipeThreadMutex);
+  if (g_recvEventsRunning == 0) ReapLocked();
+}
+
+void StopPipeThread() {
+  std::lock_guard<std::mutex> lock(g_pipeThreadMutex);
+  if (!g_pipeThread.thread.joinable()) return;
+  g_isTerminating = 1;
+  if (!g_listenerWoken) delete_listener();
+  ReapLocked();
 }

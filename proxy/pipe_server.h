@@ -17,13 +17,18 @@ uint16_t PipeNumber();
 std::string PipeSocketPath();
 
 // Creates the endpoint (removing a stale file of the same name) and starts the recv_events
-// thread. Returns 0, or 1 when the endpoint could not be made.
+// thread, which holds a module lock until it is joined; an endpoint whose thread still serves it
+// is kept as it is. Returns 0, or 1 when the endpoint could not be made.
 int create_listen();
 // Wakes recv_events out of its wait for a client so that it sees the terminating flag.
 void delete_listener();
 // True from create_listen until the thread has closed the endpoint.
 bool PipeListenerActive();
-// Joins the recv_events thread once its running flag has fallen, else lets it go.
+// Joins the recv_events thread once its running flag has fallen, giving back the module lock it
+// held; one still running is left (joinable, holding its lock) to a later call, the next
+// create_listen or StopPipeThread.
 void ReleasePipeThread();
+// For the module detach: ends the recv_events thread, if there is one, and joins it.
+void StopPipeThread();
 
 #endif  // VELA_PROXY_PIPE_SERVER_H_

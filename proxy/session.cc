@@ -211,9 +211,12 @@ int ProxyInit() {
   DebugPrintf("UserName = %s\n", g_userName);
   DebugPrintf("Proxy Listen Port = %d\n", g_listenPort);
 
+  // A load after one that failed past this point finds the pipe and its thread still serving
+  // (create_listen keeps them) and the connection whose logon failed still open.
   if (create_listen() != 0) return -1;
 
   DebugPrintf("Connecting to %s ... \n", g_agentAddress);
+  CloseProxySocket();
   bool connected = false;
   for (int attempt = 0; attempt < kConnectAttempts && !connected; ++attempt) {
     connected = socket_connect(g_agentAddress, g_listenPort) == 0;
@@ -299,8 +302,10 @@ int reconnect() {
   if (!g_connectionLost.exchange(true)) {
     LogWarningEvent(gettext(kTextProxyLost));
   }
+  // Unload may begin at any step: each one looks at the terminating flag first.
+  auto terminating = [] { return g_isTerminating != 0; };
   result = -1;
-  for (int attempt = 0; attempt < kConnectAttempts && result != 0; ++attempt) {
+  for (int attempt = 0; attempt < kConnectAttempts && result != 0 && !terminating(); ++attempt) {
     CloseProxySocket();
     result = socket_connect(g_agentAddress, g_listenPort);
   }
@@ -308,6 +313,7 @@ int reconnect() {
     DebugPrintf("reconnect failed (err %d)\n", result);
     return result;
   }
+  if (terminating()) return -1;
   result = handshake(buffer);
   if (result != 0) {
     DebugPrintf("Reconnect failed (err %d)\n", result);
@@ -318,11 +324,13 @@ int reconnect() {
     }
     return result;
   }
+  if (terminating()) return -1;
   result = login(buffer);
   if (result != 0) {
     DebugPrintf("Reconnect login failed (err %d)\n", result);
     return result;
   }
+  if (terminating()) return -1;
   result = negotiate_listen_port(buffer);
   if (result != 0) DebugPrintf("Reconnect negotiate_listen_port failed (err %d)\n", result);
   LogInfoEvent(gettext(kTextProxyRestored));

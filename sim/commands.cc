@@ -112,8 +112,9 @@ void GetPercent(const Model& model, const uint8_t* payload, size_t length,
   }
   const Vdisk* vdisk = FindVdisk(const_cast<Subsystem&>(*subsystem), payload + 0xc, true);
   if (!vdisk) return out.Fail(kStatusNoObject);
+  // A job that reaches 100 has ended; with none running there is nothing left to wait for.
   const uint32_t percent =
-      vdisk->utilityRunning ? static_cast<uint32_t>(std::min(vdisk->jobPercent, 99.0)) : 0;
+      vdisk->utilityRunning ? static_cast<uint32_t>(std::min(vdisk->jobPercent, 99.0)) : 100;
   put_be32(percent, out.at(0x2c));
 }
 

@@ -27,6 +27,18 @@ TEST_F(ScaledClock, ZeroMakesSleepReturnAtOnceAndAdvancesTheTicks) {
   EXPECT_EQ(tv.tv_usec, 0);
 }
 
+// A wait for a peer's reply keeps a floor of real time, whatever the scale.
+TEST_F(ScaledClock, ReplyWaitsNeverDropBelowTheFloor) {
+  SetTimeScaleForTesting(0);
+  EXPECT_EQ(ScaledReplyWaitMs(600000), kMinReplyWaitMs);
+  EXPECT_EQ(ScaledReplyWaitMs(100), 100);  // never longer than the wait asked for
+  SetTimeScaleForTesting(0.001);
+  EXPECT_EQ(ScaledReplyWaitMs(600000), 600);
+  EXPECT_EQ(ScaledReplyWaitMs(10000), kMinReplyWaitMs);
+  SetTimeScaleForTesting(1);
+  EXPECT_EQ(ScaledReplyWaitMs(600000), 600000);
+}
+
 TEST_F(ScaledClock, SmallFactorShrinksWaitsAndStretchesTheTicks) {
   SetTimeScaleForTesting(0.001);
   EXPECT_EQ(ScaledWaitMs(10000), 10);

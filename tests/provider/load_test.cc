@@ -2,7 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 
+#include "platform/clock.h"
+#include "provider/host_inventory.h"
 #include "proxy/session.h"
 #include "tests/provider/sim_fixture.h"
 
@@ -141,6 +144,62 @@ TEST_F(LoadTest, UnreadableControllerRecordTakesTheSubsystemOn) {
   ASSERT_EQ(simulator_->Admin("fault next 1 short 1"), "ok");
   ASSERT_EQ(Load(), S_OK);
   EXPECT_EQ(SubSystemIds().size(), 1u);
+}
+
+}  // namespace
+
+namespace {
+
+// A host inventory that records the steps it is asked for and fails the ones it is told to.
+class StepRecorder : public HostInventorySource {
+ public:
+  explicit StepRecorder(InventoryStep failing) : failing_(failing) {}
+  bool Connect() override { return true; }
+  void Disconnect() override {}
+  bool Fill(InventoryStep step, HostInventory*) override {
+    steps.push_back(step);
+    return step != failing_;
+  }
+  std::vector<InventoryStep> steps;
+
+ private:
+  InventoryStep failing_;
+};
+
+// The proxy's HBA list only adds to the ports the HBA API found: its failure skips nothing.
+TEST_F(LoadTest, FailedProxyHbaListDoesNotStopTheInventory) {
+  StartSimulator("default.json");
+  StepRecorder source(InventoryStep::kConnectHbaInfoList);
+  SetHostInventorySource(&source);
+  const HRESULT hr = Load(/*withSink=*/false);
+  SetHostInventorySource(nullptr);
+  ASSERT_EQ(hr, S_OK);
+  const std::vector<InventoryStep> expected = {
+      InventoryStep::kMpioDescriptor, InventoryStep::kMpioDiskInfo,
+      InventoryStep::kMpioDsmPathV2,  InventoryStep::kDsmInfo,
+      InventoryStep::kHbaPortProp,    InventoryStep::kConnectHbaInfoList,
+      InventoryStep::kLBPolicy};
+  EXPECT_EQ(source.steps, expected);
+}
+
+}  // namespace
+
+namespace {
+
+// A monitor pass stuck in an exchange with a proxy that has gone silent does not hold unload for
+// the length of that exchange's wait: unload gives the threads their ten rounds, then cuts the
+// exchange off.
+TEST_F(LoadTest, UnloadDoesNotWaitOutAStalledMonitorExchange) {
+  StartSimulator("default.json");
+  // Passes half a second apart, unload's rounds half a second in all, a reply wait of 30 s.
+  SetTimeScaleForTesting(0.05);
+  ASSERT_EQ(Load(), S_OK);
+  ASSERT_EQ(provider_->MonitorThreadCount(), 1u);
+  ASSERT_EQ(simulator_->Admin("fault next 1000 silent"), "ok");
+  Sleep(30000);  // three passes' time: one is waiting for a reply that will not come
+  const auto start = std::chrono::steady_clock::now();
+  Unload();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
 }
 
 }  // namespace

@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <atomic>
+#include <fstream>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -59,6 +62,15 @@ TEST(Module, LoadsCreatesTheProviderAndUnloadsWhenNothingIsAlive) {
   auto canUnloadNow = reinterpret_cast<CanUnloadNowFn>(dlsym(module, "DllCanUnloadNow"));
   ASSERT_NE(getClassObject, nullptr);
   ASSERT_NE(canUnloadNow, nullptr);
+  // The GUID order its clients share with it.
+  using GuidLessFn = bool (*)(const GUID&, const GUID&);
+  auto guidLess = reinterpret_cast<GuidLessFn>(dlsym(module, "_ZltRK4GUIDS1_"));
+  ASSERT_NE(guidLess, nullptr) << "operator<(GUID const&, GUID const&) is not exported";
+  const GUID low = {0x01000000, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}};
+  const GUID high = {0x00000002, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}};  // memory order: 02 00 00 00
+  EXPECT_TRUE(guidLess(low, high));
+  EXPECT_FALSE(guidLess(high, low));
+  EXPECT_FALSE(guidLess(low, low));
   // Everything else stays inside.
   EXPECT_EQ(dlsym(module, "InitRefreshLock"), nullptr);
   EXPECT_EQ(dlsym(module, "_ZN9CProvider6OnLoadEPDsP8IUnknown"), nullptr);
@@ -128,6 +140,68 @@ TEST_F(ModuleLifeTest, LoadsAgainstTheSimulatorAndUnmapsWhenNothingIsAlive) {
   provider->Release();
   EXPECT_EQ(canUnloadNow(), S_OK);
   EXPECT_EQ(dlclose(module), 0);
+  EXPECT_EQ(dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_NOLOAD), nullptr);
+}
+
+// The module's threads outlive an unload that a refused logon cut short (the pipe thread is left
+// to end by itself): while any of them runs, the module says it cannot go, and a host that takes
+// it at its word never unmaps code a thread still runs. Many rounds, with the processor busy.
+TEST_F(ModuleLifeTest, RepeatedLoadsWithARefusedLogonNeverUnmapARunningThread) {
+  StartSimulator("default.json", "", "wrongpass");
+  // The module logs to a file, as where the fault was seen: each thread's last steps take longer.
+  std::ofstream(TestDir() + "/registry.reg")
+      << "Windows Registry Editor Version 5.00\n\n"
+         "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\VelaVDSProvider\\Debug]\n"
+         "\"FileName\"=\""
+      << TestDir() << "/module.debug\"\n\"MaxFileLength\"=dword:00100000\n";
+  ModuleEnvironment environment("0");
+  std::atomic<bool> stop{false};
+  std::vector<std::thread> load;
+  for (int i = 0; i < 4; ++i) {
+    load.emplace_back([&stop] {
+      volatile uint64_t spin = 0;
+      while (!stop) spin = spin + 1;
+    });
+  }
+  constexpr int kRounds = 200;
+  int keptMapped = 0;
+  for (int round = 0; round < kRounds; ++round) {
+    void* module = dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(module, nullptr) << dlerror();
+    auto getClassObject = reinterpret_cast<GetClassObjectFn>(dlsym(module, "DllGetClassObject"));
+    auto canUnloadNow = reinterpret_cast<CanUnloadNowFn>(dlsym(module, "DllCanUnloadNow"));
+    ASSERT_NE(getClassObject, nullptr);
+    ASSERT_NE(canUnloadNow, nullptr);
+    IClassFactory* factory = nullptr;
+    ASSERT_EQ(
+        getClassObject(CLSID_VelaHwProvider, IID_IClassFactory, reinterpret_cast<void**>(&factory)),
+        S_OK);
+    IVdsProviderPrivate* provider = nullptr;
+    ASSERT_EQ(factory->CreateInstance(nullptr, IID_IVdsProviderPrivate,
+                                      reinterpret_cast<void**>(&provider)),
+              S_OK);
+    factory->Release();
+    EXPECT_EQ(provider->OnLoad(nullptr, sink_->GetUnknown()), S_OK);  // offline, empty
+    EXPECT_EQ(provider->OnUnload(TRUE), S_OK);
+    provider->Release();
+    // As the service and vdsctl do: the module goes only when it says so.
+    if (canUnloadNow() == S_OK) {
+      EXPECT_EQ(dlclose(module), 0);
+    } else {
+      ++keptMapped;
+    }
+  }
+  stop = true;
+  for (std::thread& thread : load) thread.join();
+
+  // The threads left behind end by themselves; then the module can go.
+  if (keptMapped > 0) {
+    void* module = dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_NOLOAD);
+    ASSERT_NE(module, nullptr);
+    auto canUnloadNow = reinterpret_cast<CanUnloadNowFn>(dlsym(module, "DllCanUnloadNow"));
+    ASSERT_TRUE(WaitFor([&] { return canUnloadNow() == S_OK; }));
+    for (int i = 0; i <= keptMapped; ++i) EXPECT_EQ(dlclose(module), 0);
+  }
   EXPECT_EQ(dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_NOLOAD), nullptr);
 }
 

@@ -4,8 +4,11 @@
 
 #include <cstring>
 
+#include "platform/clock.h"
 #include "provider/provider.h"
+#include "proxy/iasocket.h"
 #include "tests/provider/provider_test_support.h"
+#include "tests/support/scripted_peer.h"
 
 namespace {
 
@@ -108,6 +111,24 @@ TEST_F(NotificationTest, MapsCodesToNotificationsWithTheObjectId) {
     // Nothing registered: the notification still goes, with the zero id.
     EXPECT_EQ(received[i].Lun.LunId, GUID_NULL) << i;
   }
+}
+
+// A pass that finds the provider unloading stops before it would rebuild a broken session:
+// nothing goes out on the connection.
+TEST_F(NotificationTest, PassStopsBeforeReconnectingWhileUnloading) {
+  ScriptedPeer peer;
+  SetTimeScaleForTesting(0.001);
+  AllocateRequestBuffer();
+  ASSERT_EQ(socket_connect("127.0.0.1", peer.port()), 0);
+  g_proxyErrorCell = -1;  // the last exchange failed
+  ASSERT_FALSE(isProviderOnline.load());
+  const MonitorParam param{};
+  EXPECT_EQ(CheckEventsFromRAIDController(provider_, param), kPassStop);
+  EXPECT_TRUE(peer.Requests().empty());
+  CloseProxySocket();
+  FreeRequestBuffer();
+  g_proxyErrorCell = 0;
+  SetTimeScaleForTesting(0);
 }
 
 }  // namespace

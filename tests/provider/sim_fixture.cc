@@ -43,9 +43,12 @@ void SimProviderTest::StartSimulator(const std::string& inventory, const std::st
   ASSERT_TRUE(simulator_) << error;
   std::string conf = simulator_->ConfigurationText();
   if (password != options.password) {
-    size_t at = conf.find(options.password);
-    ASSERT_NE(at, std::string::npos);
-    conf.replace(at, options.password.size(), password);
+    // The value of the "password " line (the label itself is spelt the same as the default).
+    const size_t line = conf.find("password :");
+    ASSERT_NE(line, std::string::npos);
+    const size_t value = conf.find(options.password, line + 10);
+    ASSERT_NE(value, std::string::npos);
+    conf.replace(value, options.password.size(), password);
   }
   std::ofstream(TestDir() + "/tidegate.conf") << conf;
 }

@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "platform/clock.h"
+#include "platform/com.h"
 #include "proxy/byte_order.h"
 #include "proxy/frame.h"
 #include "proxy/iasocket.h"
@@ -133,6 +134,21 @@ TEST_F(PipeServerTest, ShutdownWakesTheWaitingThread) {
   EXPECT_EQ(g_recvEventsRunning, 0);
   EXPECT_FALSE(PipeListenerActive());
   EXPECT_FALSE(std::filesystem::exists(PipeSocketPath()));
+}
+
+// The module must stay mapped while the thread runs any of its code: it holds a module lock
+// until it has been joined, not merely until its loop has ended.
+TEST_F(PipeServerTest, TheThreadHoldsAModuleLockUntilJoined) {
+  const LONG before = ModuleLockCount();
+  ASSERT_EQ(create_listen(), 0);
+  EXPECT_EQ(ModuleLockCount(), before + 1);
+  g_isTerminating = 1;
+  delete_listener();
+  for (int i = 0; i < 1000 && g_recvEventsRunning != 0; ++i) Sleep(1000);
+  ASSERT_EQ(g_recvEventsRunning, 0);
+  EXPECT_EQ(ModuleLockCount(), before + 1);
+  ReleasePipeThread();
+  EXPECT_EQ(ModuleLockCount(), before);
 }
 
 TEST_F(PipeServerTest, EndpointNameTooLongFails) {

@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -233,6 +234,50 @@ TEST_F(SessionLifeTest, InitReconnectAndUnInit) {
   const auto requests = peer_.Requests();
   EXPECT_EQ(get_be32(requests.back().data() + kHeaderOffOpCode), SESSION_CLOSE);
   EXPECT_EQ(reconnect(), -1);  // terminating
+  g_sessionKey = 0;
+}
+
+// The inode of the socket open at `fd`, 0 when there is none.
+ino_t SocketInode(int fd) {
+  struct stat status {};
+  return fstat(fd, &status) == 0 && S_ISSOCK(status.st_mode) ? status.st_ino : 0;
+}
+
+bool InodeStillOpen(ino_t inode) {
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    struct stat status {};
+    if (stat(entry.path().c_str(), &status) == 0 && status.st_ino == inode) return true;
+  }
+  return false;
+}
+
+// A logon the proxy refuses leaves the pipe and its thread up and the connection open; the load
+// after it brings the session up on a new connection and keeps the pipe as it is.
+TEST_F(SessionLifeTest, InitAfterARefusedLogonKeepsThePipeAndReplacesTheConnection) {
+  WriteConfig(peer_.port());
+  peer_.ReplyAndClose(HandshakeReply(0x0505, 0));  // "invalid password."
+  EXPECT_EQ(ProxyInit(), -1);
+  ASSERT_TRUE(PipeListenerActive());
+  EXPECT_EQ(g_recvEventsRunning, 1);
+  const ino_t firstConnection = SocketInode(g_proxySocket.load());
+  ASSERT_NE(firstConnection, 0u);
+  struct stat endpoint {};
+  ASSERT_EQ(stat(PipeSocketPath().c_str(), &endpoint), 0);
+
+  ScriptLogon(0x7373);
+  ASSERT_EQ(ProxyInit(), 0);
+  EXPECT_EQ(g_sessionKey, 0x7373u);
+  EXPECT_FALSE(InodeStillOpen(firstConnection));
+  struct stat sameEndpoint {};
+  ASSERT_EQ(stat(PipeSocketPath().c_str(), &sameEndpoint), 0);
+  EXPECT_EQ(sameEndpoint.st_ino, endpoint.st_ino);  // not unlinked and made anew
+  EXPECT_EQ(g_recvEventsRunning, 1);
+
+  peer_.Close();
+  SetTimeScaleForTesting(0.05);
+  ProxyUnInit();
+  EXPECT_EQ(g_recvEventsRunning, 0);
+  EXPECT_FALSE(PipeListenerActive());
   g_sessionKey = 0;
 }
 

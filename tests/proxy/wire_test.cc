@@ -1,7 +1,12 @@
 // The exchange primitive and the reply checks, against a scripted peer over loopback.
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
 
+#include <atomic>
+#include <chrono>
 #include <memory>
+#include <thread>
 
 #include "platform/clock.h"
 #include "proxy/byte_order.h"
@@ -142,6 +147,45 @@ TEST_F(WireTest, FullControllerRecordIsDecoded) {
   const Bytes request = RequestPayload(0);
   ASSERT_EQ(request.size(), 4u);
   EXPECT_EQ(get_be32(request.data()), 0x0102u);  // this command's handle sits at offset 0
+}
+
+// At a time scale of 0 sleeps and polls are instant, but a reply still gets its time to come.
+TEST_F(WireTest, ReplyWaitKeepsItsFloorAtScaleZero) {
+  SetTimeScaleForTesting(0);
+  peer.ReplyAfter(std::chrono::milliseconds(50), MakeReply(SILENCE_ALARM, kLenSilenceAlarm));
+  EXPECT_EQ(Tidegate::silence_alarm(1), 0);
+  EXPECT_EQ(g_proxyErrorCell, 0);
+}
+
+// A signal that interrupts the wait for a reply is not the time-out: the wait goes on for the
+// time left, the reply is read and the next command finds the stream in step.
+TEST_F(WireTest, SignalDuringTheReplyWaitIsNotATimeOut) {
+  struct sigaction interrupting {};
+  interrupting.sa_handler = [](int) {};
+  sigemptyset(&interrupting.sa_mask);
+  interrupting.sa_flags = 0;  // no SA_RESTART: the wait returns EINTR
+  struct sigaction previous {};
+  ASSERT_EQ(sigaction(SIGUSR1, &interrupting, &previous), 0);
+
+  peer.ReplyAfter(std::chrono::milliseconds(300), MakeReply(SILENCE_ALARM, kLenSilenceAlarm));
+  peer.Reply(MakeReply(RESCAN_ALL_BUS, kLenRescanAllBus));
+  const pthread_t commandThread = pthread_self();
+  std::atomic<bool> done{false};
+  std::thread interrupter([&] {
+    peer.WaitForRequests(1);
+    while (!done) {
+      pthread_kill(commandThread, SIGUSR1);
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+  });
+  const int result = Tidegate::silence_alarm(1);
+  done = true;
+  interrupter.join();
+  sigaction(SIGUSR1, &previous, nullptr);
+
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(g_proxyErrorCell, 0);
+  EXPECT_EQ(Tidegate::rescan_bus(1), 0);
 }
 
 TEST(WireNoSession, CommandsFailWithoutARequestBuffer) {

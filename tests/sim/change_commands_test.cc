@@ -154,5 +154,48 @@ TEST_F(ChangeCommands, RefusalsCarryTheirStatus) {
   EXPECT_EQ(Status(CREATE_CUSTOM_VIEW, view), sim::kStatusBadRequest);
 }
 
+// The percentage a provider polls until it reads 100: 100 with no job, the job's progress while
+// one runs (at the rate in force, also after a change), 100 again once it has ended.
+TEST_F(ChangeCommands, PercentCompletedFollowsTheJobAndItsRate) {
+  SetTimeScaleForTesting(0);
+  StartSimulator();
+  Connect(&client_);
+  ASSERT_EQ(simulator_->Admin("job rate 10"), "ok");
+  const std::vector<WireDrive> drives{
+      {"KSL00001SAS", 0, 0}, {"KSL00002SAS", 0, 1}, {"KSL00003SAS", 0, 2}};
+  Reply reply;
+  ASSERT_EQ(Status(CREATE_ARRAY, CreateArrayRequest(1001, 0, 5, drives, "VD_J"), &reply), 0u);
+  createArray created;
+  ASSERT_TRUE(DecodeCreateArray(reply.payload.data(), reply.payload.size(), &created));
+  const uint8_t* vdisk = created.array.serialNumber;
+  auto percent = [&] {
+    Reply answer;
+    EXPECT_EQ(
+        Status(GET_PERCENT_COMPLETED, SerialRequest(kLenGetPercent, 1002, 0xc, vdisk), &answer),
+        0u);
+    return get_be32(answer.payload.data() + 0x2c);
+  };
+  EXPECT_EQ(percent(), 100u);  // no job
+
+  std::vector<uint8_t> expand = SerialRequest(kLenExpandArray, 1002, 0x10, vdisk);
+  put_be32(1, expand.data() + 0xc);
+  put_be32(0, expand.data() + 0x30);
+  put_be32(3, expand.data() + 0x34);
+  ASSERT_EQ(Status(EXPAND_ARRAY, expand), 0u);
+  Sleep(2000);
+  const uint32_t before = percent();
+  EXPECT_GE(before, 20u);
+  EXPECT_LT(before, 40u);
+  ASSERT_EQ(simulator_->Admin("job rate 20"), "ok");
+  Sleep(2000);
+  const uint32_t after = percent();
+  EXPECT_GE(after, before + 40);
+  EXPECT_LT(after, 100u);
+  Sleep(4000);
+  EXPECT_EQ(Controller(1002)->arrays[0].utilityRunning, 0);
+  EXPECT_EQ(percent(), 100u);  // ended
+  SetTimeScaleForTesting(1);
+}
+
 }  // namespace
 }  // namespace simtest

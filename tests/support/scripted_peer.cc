@@ -84,10 +84,10 @@ ScriptedPeer::~ScriptedPeer() {
   close(m_listen);
 }
 
-void ScriptedPeer::AddStep(Action action, Bytes bytes) {
+void ScriptedPeer::AddStep(Action action, Bytes bytes, std::chrono::milliseconds delay) {
   {
     std::lock_guard<std::mutex> guard(m_lock);
-    m_steps.push_back(Step{action, std::move(bytes)});
+    m_steps.push_back(Step{action, std::move(bytes), delay});
   }
   m_changed.notify_all();
 }
@@ -96,6 +96,9 @@ void ScriptedPeer::Reply(Bytes bytes) { AddStep(Action::kReply, std::move(bytes)
 void ScriptedPeer::ReplyAndClose(Bytes bytes) { AddStep(Action::kReplyAndClose, std::move(bytes)); }
 void ScriptedPeer::Close() { AddStep(Action::kClose, {}); }
 void ScriptedPeer::Stall() { AddStep(Action::kStall, {}); }
+void ScriptedPeer::ReplyAfter(std::chrono::milliseconds delay, Bytes bytes) {
+  AddStep(Action::kReply, std::move(bytes), delay);
+}
 
 std::vector<Bytes> ScriptedPeer::Requests() {
   std::lock_guard<std::mutex> guard(m_lock);
@@ -147,6 +150,10 @@ void ScriptedPeer::Serve(int client) {
       if (m_stopping) return;
       step = std::move(m_steps.front());
       m_steps.pop_front();
+    }
+    if (step.delay.count() > 0) {
+      std::unique_lock<std::mutex> guard(m_lock);
+      if (m_changed.wait_for(guard, step.delay, [&] { return m_stopping; })) return;
     }
     if (step.action == Action::kStall) {
       std::unique_lock<std::mutex> guard(m_lock);

@@ -4,6 +4,7 @@
 #ifndef VELA_TESTS_SUPPORT_SCRIPTED_PEER_H_
 #define VELA_TESTS_SUPPORT_SCRIPTED_PEER_H_
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -35,6 +36,8 @@ class ScriptedPeer {
   void ReplyAndClose(Bytes bytes);  // send, then close the connection
   void Close();                     // close without an answer
   void Stall();                     // never answer (until the peer is destroyed)
+  // Send these bytes after `delay` of real time, as a slow proxy would.
+  void ReplyAfter(std::chrono::milliseconds delay, Bytes bytes);
 
   // Every request frame received so far (header and payload).
   std::vector<Bytes> Requests();
@@ -46,12 +49,13 @@ class ScriptedPeer {
   struct Step {
     Action action;
     Bytes bytes;
+    std::chrono::milliseconds delay{0};
   };
 
   void Run();
   void Serve(int client);
   bool ReadFrame(int fd, Bytes* frame);
-  void AddStep(Action action, Bytes bytes);
+  void AddStep(Action action, Bytes bytes, std::chrono::milliseconds delay = {});
 
   int m_listen = -1;
   uint16_t m_port = 0;
