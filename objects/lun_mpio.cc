@@ -179,6 +179,7 @@ GUID CLun::GetCtrlPortIdByTargetMapping(uint32_t portNumber, uint32_t targetId) 
 }
 
 HRESULT CLun::GetPathInfo(VDS_PATH_INFO** ppPaths, LONG* plNumberOfPaths) {
+  MutexGuard graph(hNotificationMutex, "CLun::GetPathInfo");
   DebugPrintf("CLun::GetPathInfo (lun %S)\n", m_prop.pwszFriendlyName);
   const bool win2008 = OsVersionGates().win2008;
   if (m_pSubSystem != nullptr && m_pSubSystem->HostPortType() == 8 && !win2008) {
@@ -189,7 +190,6 @@ HRESULT CLun::GetPathInfo(VDS_PATH_INFO** ppPaths, LONG* plNumberOfPaths) {
     DebugPrintf("OOP!! CLun::GetPathInfo error, ppPaths or plNumberOfPaths is NULL\n");
     return E_POINTER;
   }
-  MutexGuard graph(hNotificationMutex, "CLun::GetPathInfo");
   MutexGuard refresh(hRefreshMutex, "CLun::GetPathInfo");
   CheckWmiUpdate();
   *plNumberOfPaths = 0;

@@ -162,3 +162,37 @@ TEST_F(InventoryTest, WithoutAConnectionOnlyTheDescriptorReadSucceeds) {
   std::vector<DsmInfo> dsms;
   EXPECT_NE(VdsWmi::WmiGetDSMInfo(dsms), 0);
 }
+
+TEST_F(InventoryTest, DevicePerfCutsTheIdentifierIntoItsFields) {
+  json identifier = json::array();
+  for (int i = 0; i < 26; ++i) identifier.push_back(i + 1);
+  json entry = {{"PathId", "4660"}, {"PortNumber", 0x103},     {"ScsiPathId", 1}, {"TargetId", 2},
+                {"Lun", 7},         {"Identifier", identifier}};
+  view_.Write({{"wmi",
+                {{"ROOT\\WMI",
+                  {{"MORDSM_PERFINFO",
+                    {{{"InstanceName", "D0"}, {"PerfInfo", json::array({entry})}}}}}}}}});
+  ASSERT_TRUE(Connect());
+  std::vector<DevPerfEntry> perf;
+  ASSERT_EQ(VdsWmi::WmiGetDevicePerf(perf), 0);
+  ASSERT_EQ(perf.size(), 1u);
+  EXPECT_EQ(perf[0].ullPathId, 4660u);
+  EXPECT_EQ(perf[0].PortNumber, 3u);  // the low byte
+  EXPECT_EQ(perf[0].hbaPortWWN[0], 5);
+  EXPECT_EQ(perf[0].ctrlPortWWN[7], 20);
+  EXPECT_EQ(perf[0].lunKey[0], 21);
+  EXPECT_EQ(perf[0].pathState, 26);
+
+  // An identifier too short to cut up fails the read.
+  identifier.erase(identifier.end() - 1);
+  entry["Identifier"] = identifier;
+  view_.Write({{"wmi",
+                {{"ROOT\\WMI",
+                  {{"MORDSM_PERFINFO",
+                    {{{"InstanceName", "D0"}, {"PerfInfo", json::array({entry})}}}}}}}}});
+  VdsWmi::Disconnect();
+  ASSERT_TRUE(Connect());
+  perf.clear();
+  EXPECT_NE(VdsWmi::WmiGetDevicePerf(perf), 0);
+  EXPECT_TRUE(perf.empty());
+}
