@@ -262,6 +262,7 @@ bool ToVariant(const json& value, int depth, VARIANT* out) {
   LONG index = 0;
   for (const json& element : value) {
     VARIANT item;
+    VariantInit(&item);
     if (ElementType(element) != vt || !ScalarVariant(element, depth + 1, &item) ||
         (vt == VT_I4 && item.vt != VT_I4)) {
       VariantClear(&item);

@@ -121,6 +121,24 @@ TEST(WmiShim, BadViewsFailTheConnectionOrTheClass) {
   ASSERT_EQ(hr, S_OK);
   Instances(services.Get(), u"MPIO_GET_DESCRIPTOR", &hr);
   EXPECT_EQ(hr, WBEM_E_FAILED);
+
+  // Values no WMI type fits read as VT_NULL: mixed arrays, fractions, nested arrays.
+  json odd = {{"Mixed", {1, "a"}}, {"Fraction", 0.5}, {"Nested", {{1}, {2}}}, {"Ok", {1, 2}}};
+  view.Write({{"wmi", {{"ROOT\\WMI", {{"Odd", {odd}}}}}}});
+  services = Connect(&hr);
+  ASSERT_EQ(hr, S_OK);
+  auto objects = Instances(services.Get(), u"Odd", &hr);
+  ASSERT_EQ(objects.size(), 1u);
+  for (const char16_t* name : {u"Mixed", u"Fraction", u"Nested"}) {
+    VARIANT value;
+    ASSERT_EQ(objects[0]->Get(name, 0, &value, nullptr, nullptr), S_OK);
+    EXPECT_EQ(value.vt, VT_NULL) << Utf16ToUtf8(name);
+    VariantClear(&value);
+  }
+  VARIANT value;
+  ASSERT_EQ(objects[0]->Get(u"Ok", 0, &value, nullptr, nullptr), S_OK);
+  EXPECT_EQ(value.vt, VT_ARRAY | VT_I4);
+  VariantClear(&value);
 }
 
 TEST(WmiShim, PolicyMethodChangesTheViewAndIsJournalled) {
