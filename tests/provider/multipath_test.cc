@@ -120,6 +120,28 @@ TEST_F(MultipathTest, PathsOfAMappedLunCrossBothControllers) {
   lun->Release();
 }
 
+TEST_F(MultipathTest, WithoutUlpTheOtherControllersPortsAreFoundByTargetMapping) {
+  std::ifstream in(std::string(VELA_SIM_INVENTORIES) + "/two-subsystems.json");
+  json inventory = json::parse(in);
+  for (json& controller : inventory["subsystems"][0]["controllers"])
+    controller["controllerMode"] = 0;
+  StartSimulator(inventory.dump());
+  ASSERT_EQ(Load(), S_OK);
+  // Only the owner's ports carry a relative port number in the DSM's view.
+  json paths =
+      View()["wmi"]["ROOT\\WMI"]["DSM_QueryLBPolicy_V2"][0]["LoadBalancePolicy"]["DSM_Paths"];
+  EXPECT_EQ(paths[3]["TargetPort_Identifier"], 0);
+  IVdsLunMpio* lun = Lun(u"north_data");
+  ASSERT_NE(lun, nullptr);
+  std::set<GUID> ports;
+  for (const VDS_PATH_INFO& path : Paths(lun)) {
+    EXPECT_FALSE(IsEqualGUID(path.controllerPortId, GUID_NULL));
+    ports.insert(path.controllerPortId);
+  }
+  EXPECT_EQ(ports.size(), 4u);
+  lun->Release();
+}
+
 TEST_F(MultipathTest, FailedPathAndHostWithoutHbas) {
   StartSimulator("two-subsystems.json");
   json view = View();
