@@ -5,6 +5,8 @@
 #define VELA_OBJECTS_LUN_H_
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "platform/com.h"
 #include "platform/vds.h"
@@ -14,6 +16,7 @@
 class CProvider;
 class CSubSystem;
 class CController;
+struct LunPathRecord;
 
 class CLun
     : public ComObject<IVdsLun, IVdsLun2, IVdsLunNaming, IVdsLunMpio, IVdsLunControllerPorts>,
@@ -96,6 +99,11 @@ class CLun
   CSubSystem* SubSystem() const { return m_pSubSystem; }
   const VdsObjectMap& Plexes() const { return m_mapPlexes; }
 
+  // The per-LUN mark for a later inventory read: a new mapping brings paths that the host shows
+  // only later, so the read waits for the first path question. Caller holds hRefreshMutex.
+  void RequestWmiUpdate();
+  void CheckWmiUpdate();
+
  protected:
   ~CLun() override;
 
@@ -104,6 +112,13 @@ class CLun
   void SetHealth(const array& vdisk);
   void MakePlex(bool second);
   void DumpMySelf() const;
+  // Path lookups of GetPathInfo; the caller holds both locks.
+  HRESULT CollectPaths(std::vector<LunPathRecord>* out);
+  HRESULT CollectDevPerfPaths(std::vector<LunPathRecord>* out);
+  GUID GetCtrlPortIdByPortWWN(const uint8_t portWWN[8]);
+  GUID GetCtrlPortIdByTargetPortIdentifier(uint32_t identifier, bool isULP);
+  GUID GetCtrlPortIdByTargetWWN(const uint8_t targetWWN[8]);
+  GUID GetCtrlPortIdByTargetMapping(uint32_t portNumber, uint32_t targetId);
 
   // All guarded by hNotificationMutex.
   ProviderRef m_pProvider;
@@ -125,6 +140,7 @@ class CLun
   uint8_t m_utility = 0;
   uint8_t m_partType = 0;
   bool m_isDummyVolume = false;
+  uint64_t m_wmiUpdate = 0;  // guarded by hRefreshMutex
 };
 
 #endif  // VELA_OBJECTS_LUN_H_

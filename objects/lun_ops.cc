@@ -72,8 +72,8 @@ HRESULT CLun::SetStatus(VDS_LUN_STATUS) {
   return VDS_E_NOT_SUPPORTED;
 }
 
-// The changing methods, the hints, the host paths and the identification data come with the
-// provisioning, multipath and identification work; until then they refuse.
+// The changing methods, the hints and the identification data come with the provisioning and
+// identification work; until then they refuse.
 HRESULT CLun::GetIdentificationData(VDS_LUN_INFORMATION*) { return E_NOTIMPL; }
 HRESULT CLun::QueryActiveControllers(IEnumVdsObject**) { return E_NOTIMPL; }
 HRESULT CLun::Extend(ULONGLONG, VDS_OBJECT_ID*, LONG, IVdsAsync**) { return E_NOTIMPL; }
@@ -86,14 +86,6 @@ HRESULT CLun::QueryMaxLunExtendSize(VDS_OBJECT_ID*, LONG, ULONGLONG*) { return E
 HRESULT CLun::QueryHints2(VDS_HINTS2*) { return E_NOTIMPL; }
 HRESULT CLun::ApplyHints2(VDS_HINTS2*) { return E_NOTIMPL; }
 HRESULT CLun::SetFriendlyName(LPWSTR) { return E_NOTIMPL; }
-HRESULT CLun::GetPathInfo(VDS_PATH_INFO**, LONG*) { return E_NOTIMPL; }
-HRESULT CLun::GetLoadBalancePolicy(VDS_LOADBALANCE_POLICY_ENUM*, VDS_PATH_POLICY**, LONG*) {
-  return E_NOTIMPL;
-}
-HRESULT CLun::SetLoadBalancePolicy(VDS_LOADBALANCE_POLICY_ENUM, VDS_PATH_POLICY*, LONG) {
-  return E_NOTIMPL;
-}
-HRESULT CLun::GetSupportedLbPolicies(ULONG*) { return E_NOTIMPL; }
 HRESULT CLun::AssociateControllerPorts(VDS_OBJECT_ID*, LONG, VDS_OBJECT_ID*, LONG) {
   return E_NOTIMPL;
 }

@@ -39,7 +39,7 @@ std::u16string g_providerVersion = kDefaultProviderVersion;
 
 std::atomic<bool> g_debuggerWaitDone{false};
 
-HostInventorySource* g_inventorySource = nullptr;
+HostInventorySource* g_inventorySource = WmiInventorySource();
 
 void QueryDword(HKEY key, const char* name, std::atomic<DWORD>* value) {
   DWORD data = 0;

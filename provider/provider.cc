@@ -2,11 +2,15 @@
 // interfaces' small methods.
 #include "provider/provider.h"
 
+#include <cstring>
 #include <optional>
 #include <set>
 
 #include "diag/debug_log.h"
+#include "multipath/path_status.h"
 #include "objects/enumerator.h"
+#include "objects/lun.h"
+#include "objects/subsystem.h"
 #include "platform/osversion.h"
 #include "platform/strings.h"
 #include "provider/host_inventory.h"
@@ -212,6 +216,34 @@ HRESULT CProvider::QueryIfCreatedLun(LPWSTR, VDS_LUN_INFORMATION*, VDS_OBJECT_ID
   return E_NOTIMPL;
 }
 
-HRESULT CProvider::SetAllPathStatusesFromHbaPort(VDS_HBAPORT_PROP, VDS_PATH_STATUS) {
-  return E_NOTIMPL;
+HRESULT CProvider::SetAllPathStatusesFromHbaPort(VDS_HBAPORT_PROP hbaPortProp,
+                                                 VDS_PATH_STATUS status) {
+  // The graph lock first, as GetPathInfo takes both in that order.
+  MutexGuard graph(hNotificationMutex, "CProvider::SetAllPathStatusesFromHbaPort");
+  MutexGuard refresh(hRefreshMutex, "CProvider::SetAllPathStatusesFromHbaPort");
+  std::vector<uint64_t> pathIds;
+  for (const auto& [subsystemId, subsystemEntry] : m_mapSubSystems) {
+    auto* subSystem = static_cast<CSubSystem*>(subsystemEntry.pObject);
+    if (subSystem == nullptr) continue;
+    for (const auto& [lunId, lunEntry] : subSystem->Luns()) {
+      auto* lun = static_cast<CLun*>(lunEntry.pObject);
+      if (lun == nullptr) continue;
+      VDS_PATH_INFO* paths = nullptr;
+      LONG count = 0;
+      lun->GetPathInfo(&paths, &count);
+      for (LONG i = 0; i < count; ++i) {
+        // By node WWN: every port of the adapter.
+        if (paths[i].pHbaPortProp != nullptr && std::memcmp(paths[i].pHbaPortProp->wwnNode.rguchWwn,
+                                                            hbaPortProp.wwnNode.rguchWwn, 8) == 0) {
+          pathIds.push_back(paths[i].pathId.ullPathId);
+        }
+        CoTaskMemFree(paths[i].pHbaPortProp);
+      }
+      CoTaskMemFree(paths);
+    }
+  }
+  if (pathIds.empty()) return S_OK;
+  if (SetPathStatus(pathIds, status) != 0) return E_FAIL;
+  initWmi();
+  return S_OK;
 }

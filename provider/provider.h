@@ -212,6 +212,10 @@ class CProvider final
 
   // ---- Host inventory (multipath), rebuilt by initWmi ----
   HostInventory& Inventory() { return *m_inventory; }
+  // Rebuilds the inventory (the host's WMI namespace and HBA ports); never fails, a failed step
+  // skips the rest and leaves their vectors as they were. Caller holds hRefreshMutex, except
+  // in OnLoad.
+  void initWmi();
 
   // The first object of the name map (id order) with that name for which `isWanted` holds;
   // *guid receives its id. Null when there is none. Used by FindObjAndGuid.
@@ -233,7 +237,6 @@ class CProvider final
   ~CProvider() override;
 
   void ReadProviderParameters();
-  void initWmi();
   void DealEventProvider();
   void StopMonitorThreads();
   void TearDown();

@@ -17,6 +17,11 @@ int main(int argc, char** argv) {
   app.add_option("--heartbeat-seconds", options.heartbeat_seconds, "heartbeat interval")
       ->check(CLI::NonNegativeNumber);
   app.add_option("--admin", options.admin, "ADDR:PORT of the line-based admin socket");
+  app.add_option("--host-view", options.host_view_path,
+                 "host view file to write for one host, rewritten after every change");
+  app.add_option("--host-wwn", options.host_wwns,
+                 "that host's HBA port WWNs (default: the inventory's HBA ports)")
+      ->delimiter(',');
   CLI11_PARSE(app, argc, argv);
 
   // The serving threads inherit this mask, so the two signals reach only sigwait below.

@@ -2,6 +2,7 @@
 
 #include "sim/admin.h"
 #include "sim/conf.h"
+#include "sim/host_view.h"
 #include "sim/inventory.h"
 #include "sim/log.h"
 #include "sim/net.h"
@@ -70,8 +71,38 @@ std::unique_ptr<Simulator> Simulator::Start(const SimOptions& options, std::stri
     return nullptr;
   }
 
+  std::vector<Wwn> hostWwns;
+  for (const std::string& text : options.host_wwns) {
+    Wwn wwn{};
+    if (!ParseHostWwn(text, &wwn)) {
+      *error = "--host-wwn wants WWNs of 16 hex digits, not " + text;
+      return nullptr;
+    }
+    hostWwns.push_back(wwn);
+  }
+
   impl->state = OpenState(options, error);
   if (!impl->state) return nullptr;
+  if (!options.host_view_path.empty()) {
+    const std::string path = options.host_view_path;
+    std::string problem;
+    bool written = false;
+    impl->state->Read([&](const Model& model) {
+      written = WriteHostViewFile(path, model, HostWwns(model, hostWwns), &problem);
+    });
+    if (!written) {
+      *error = path + ": " + problem;
+      return nullptr;
+    }
+    // Later failures are only logged: the first write showed that the file can be written.
+    impl->state->SetCommitListener([path, hostWwns](const Model& model) {
+      std::string why;
+      if (!WriteHostViewFile(path, model, HostWwns(model, hostWwns), &why)) {
+        SimLog("host view not written: %s", why.c_str());
+      }
+    });
+  }
+
   impl->server.state = impl->state.get();
   impl->server.faults = &impl->faults;
   impl->server.credentials = {conf.user, conf.password};

@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace sim {
 
@@ -46,6 +47,12 @@ struct SimOptions {
   // Directory of the provider's heartbeat pipes (VELA_Proxy_<n>). Empty: $VELA_PIPE_DIR, else
   // /tmp.
   std::string pipe_dir;
+
+  // The host view to write, and rewrite after every change, for one host (sim/host_view.h).
+  // Empty: none.
+  std::string host_view_path;
+  // That host's HBA port WWNs ("21:00:..." or 16 hex digits). Empty: the inventory's HBA ports.
+  std::vector<std::string> host_wwns;
 
   // Connections served at once; further ones are accepted, logged and closed at once.
   size_t max_sessions = 64;

@@ -41,14 +41,21 @@ bool State::CommitAll(std::string* error) {
   return store_->Commit(model_, SIZE_MAX, error);
 }
 
+void State::SetCommitListener(std::function<void(const Model&)> listener) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  listener_ = std::move(listener);
+}
+
 uint32_t State::CommitLocked(size_t subsystemIndex) {
   generations_.resize(model_.subsystems.size(), 1);
   for (size_t i = 0; i < generations_.size(); ++i) {
     if (subsystemIndex == SIZE_MAX || i == subsystemIndex) ++generations_[i];
   }
-  if (!store_) return 0;
   std::string error;
-  if (store_->Commit(model_, subsystemIndex, &error)) return 0;
+  if (!store_ || store_->Commit(model_, subsystemIndex, &error)) {
+    if (listener_) listener_(model_);
+    return 0;
+  }
   SimLog("state commit failed, change undone: %s", error.c_str());
   std::string reloadError;
   if (!store_->Load(&model_, &reloadError)) {

@@ -42,6 +42,9 @@ class State {
   // Commits the state as it stands (used once after creating it from an inventory).
   bool CommitAll(std::string* error);
 
+  // Runs `listener` on the model after every committed change, under the lock.
+  void SetCommitListener(std::function<void(const Model&)> listener);
+
  private:
   // Moves running jobs on by the platform time since the last call; a job that reaches 100
   // percent finishes and its subsystem is committed. Caller holds mutex_.
@@ -53,6 +56,7 @@ class State {
   std::unique_ptr<Store> store_;       // guarded by mutex_
   std::vector<uint64_t> generations_;  // guarded by mutex_; one per subsystem
   uint64_t lastTick_ = 0;              // guarded by mutex_; platform ms of the last advance
+  std::function<void(const Model&)> listener_;  // guarded by mutex_
 };
 
 }  // namespace sim

@@ -38,6 +38,7 @@ void SimProviderTest::StartSimulator(const std::string& inventory, const std::st
   options.inventory_path = inventoryPath_;
   options.listen = listen.empty() ? "127.0.0.1:0" : listen;
   options.pipe_dir = TestDir();
+  options.host_view_path = hostViewPath_;
   std::string error;
   simulator_ = sim::Simulator::Start(options, &error);
   ASSERT_TRUE(simulator_) << error;

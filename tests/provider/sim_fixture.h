@@ -38,6 +38,8 @@ class SimProviderTest : public ::testing::Test {
   CProvider* provider_ = nullptr;
   RecordingSink* sink_ = nullptr;
   std::string inventoryPath_;
+  // When set before StartSimulator, the simulator writes its host view there.
+  std::string hostViewPath_;
 };
 
 #endif  // VELA_TESTS_PROVIDER_SIM_FIXTURE_H_

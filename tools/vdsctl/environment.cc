@@ -101,6 +101,13 @@ std::unique_ptr<RunEnvironment> RunEnvironment::Prepare(const EnvironmentOptions
     }
   }
 
+  if (!options.simulate && !options.hostViewPath.empty()) {
+    if (!fs::is_regular_file(options.hostViewPath, ec)) {
+      return fail(kExitFileError, "Cannot open the host view " + options.hostViewPath + ".");
+    }
+    setenv("VELA_HOST_VIEW", fs::absolute(options.hostViewPath, ec).c_str(), 1);
+  }
+
   if (!options.simulate && options.confPath.empty()) {
     if (registryNamed) setenv("VELA_REGISTRY", registryPath.c_str(), 1);
     return env;
@@ -117,6 +124,10 @@ std::unique_ptr<RunEnvironment> RunEnvironment::Prepare(const EnvironmentOptions
     simOptions.inventory_path = inventory;
     simOptions.listen = "127.0.0.1:0";
     simOptions.pipe_dir = env->tempDir_;
+    simOptions.host_view_path = options.hostViewPath.empty()
+                                    ? env->tempDir_ + "/host-view.json"
+                                    : fs::absolute(options.hostViewPath, ec).string();
+    setenv("VELA_HOST_VIEW", simOptions.host_view_path.c_str(), 1);
     // The built-in array stands in for a proxy on another host: its operator lines (a heartbeat
     // that races the provider's unload, a closed session) are not the tool's output.
     sim::SetSimLogSink([](const std::string&) {});

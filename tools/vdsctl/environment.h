@@ -20,6 +20,9 @@ struct EnvironmentOptions {
   std::string confPath;      // --conf: ConfigurationFile of the proxy's Parameters key
   bool simulate = false;
   std::string inventory;  // --simulate=INVENTORY: a file, or a name of the shipped inventories
+  // --host-view: the host view the provider reads (VELA_HOST_VIEW); with --simulate the
+  // simulator writes it (a private file when not given).
+  std::string hostViewPath;
 };
 
 struct EnvironmentError {

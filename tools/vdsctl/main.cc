@@ -16,6 +16,7 @@
 #include "tools/vdsctl/environment.h"
 #include "tools/vdsctl/loader.h"
 #include "tools/vdsctl/model.h"
+#include "tools/vdsctl/multipath_commands.h"
 #include "tools/vdsctl/output.h"
 #include "tools/vdsctl/registration.h"
 #include "tools/vdsctl/shell.h"
@@ -28,7 +29,7 @@ constexpr char kUsage[] =
     "...\nRun 'vdsctl --help' for the commands.\n";
 
 const std::vector<std::string> kListWords = {"subsystems", "controllers", "ports", "drives",
-                                             "luns",       "plexes",      "pools"};
+                                             "luns",       "plexes",      "pools", "paths"};
 const std::vector<std::string> kDetailWords = {"subsystem", "controller", "port",
                                                "drive",     "lun",        "pool"};
 
@@ -43,6 +44,8 @@ struct Arguments {
   std::string module;    // --module
   std::string provider;  // --provider
   std::string registerModule;
+  // "list paths lun N" and the multipath commands: the words after the command.
+  std::vector<std::string> words;
 };
 
 // The command once the provider is loaded.
@@ -50,7 +53,20 @@ ExitCode RunCommand(CLI::App& app, const Arguments& args, Model* model, Output* 
                     AdviseSink* sink) {
   Commands commands(model, output);
   if (app.got_subcommand("provider")) return commands.ShowProvider();
+  MultipathCommands multipath(model->ProviderObject(), model, output);
+  for (const char* name : {"lbpolicy", "lbpolicies", "setpathstatus"}) {
+    if (app.got_subcommand(name)) {
+      return RunMultipathCommand(name, args.words, args.subsystem.value_or(0), &multipath, output);
+    }
+  }
+  if (app.got_subcommand("list") && args.listKind == "paths") {
+    return RunMultipathCommand("paths", args.words, args.subsystem.value_or(0), &multipath, output);
+  }
   if (app.got_subcommand("list")) {
+    if (!args.words.empty()) {
+      output->Problem("Usage: vdsctl list " + args.listKind + " [--subsystem N]");
+      return kExitBadArguments;
+    }
     return commands.List(*ParseKind(args.listKind), args.subsystem);
   }
   if (app.got_subcommand("detail")) {
@@ -94,6 +110,10 @@ int Main(int argc, char** argv) {
           ->expected(0, 1)
           ->type_name("[=INVENTORY]");
   simulate->excludes(app.get_option("--conf"));
+  app.add_option("--host-view", args.environment.hostViewPath,
+                 "Host view (JSON) standing for this host's WMI namespace and HBA adapters; with "
+                 "--simulate the simulator writes it")
+      ->type_name("FILE");
   app.add_flag("--json", args.json, "Write one JSON document instead of tables");
   app.add_option("--module", args.module,
                  "Provider module to load, instead of the one the registry names")
@@ -108,9 +128,11 @@ int Main(int argc, char** argv) {
   app.add_subcommand("provider", "Show the provider's properties");
 
   CLI::App* list = app.add_subcommand("list", "List objects of one kind");
-  list->add_option("kind", args.listKind, "subsystems|controllers|ports|drives|luns|plexes|pools")
+  list->add_option("kind", args.listKind,
+                   "subsystems|controllers|ports|drives|luns|plexes|pools|paths")
       ->required()
       ->check(CLI::IsMember(kListWords));
+  list->add_option("object", args.words, "For paths: lun N");
   list->add_option("--subsystem", args.subsystem, "Only the objects of subsystem N")
       ->check(CLI::NonNegativeNumber);
 
@@ -133,6 +155,21 @@ int Main(int argc, char** argv) {
       "unregister", "Call the module's DllUnregisterServer, as regsvr32 /u does");
   unregisterCommand->add_option("module", args.registerModule, "The provider module")->required();
   app.add_subcommand("providers", "List the hardware providers registered with the disk service");
+  app.add_subcommand("lbpolicy", "Show or set a LUN's load balance policy")
+      ->add_option("words", args.words,
+                   "lun N [set POLICY [primary=PATHID,...] [weight=PATHID:WEIGHT,...]]")
+      ->required();
+  app.add_subcommand("lbpolicies", "Show the load balance policies a LUN supports")
+      ->add_option("words", args.words, "lun N")
+      ->required();
+  app.add_subcommand("setpathstatus", "Set the status of every path of an HBA port")
+      ->add_option("words", args.words, "hbaport WWN online|failed|standby|unknown")
+      ->required();
+  for (const char* name : {"lbpolicy", "lbpolicies"}) {
+    app.get_subcommand(name)
+        ->add_option("--subsystem", args.subsystem, "Subsystem of the LUN (default 0)")
+        ->check(CLI::NonNegativeNumber);
+  }
 
   CLI::App* shell = app.add_subcommand(
       "shell", "Interactive session with DiskRAID's select/list/detail, or a script");

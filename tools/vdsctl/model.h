@@ -22,6 +22,8 @@ class Model {
   Model& operator=(const Model&) = delete;
 
   CallResult Provider(ProviderRow* row);
+  // The provider the model walks.
+  IVdsProvider* ProviderObject() const { return provider_; }
   CallResult Subsystems(std::vector<SubsystemRow>* rows);
   CallResult Controllers(std::optional<int> subsystem, std::vector<ControllerRow>* rows);
   CallResult Ports(std::optional<int> subsystem, std::vector<PortRow>* rows);

@@ -1,0 +1,285 @@
+// The LUNs' host paths, load balance policies and path status against the simulator's host view:
+// the provider reads the view through its WMI and HBA shims, and its DSM calls land in the
+// view's journal.
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "objects/lun.h"
+#include "provider/host_inventory.h"
+#include "tests/provider/sim_fixture.h"
+
+using nlohmann::json;
+
+namespace {
+
+constexpr uint64_t kSimDsmUniqueId = 0x56454c4100000001ull;
+constexpr uint8_t kHostWwn[8] = {0x21, 0x00, 0x02, 0x8c, 0x44, 0x10, 0x00, 0x04};
+
+class MultipathTest : public SimProviderTest {
+ protected:
+  void SetUp() override {
+    SimProviderTest::SetUp();
+    hostViewPath_ = TestDir() + "/host-view.json";
+    std::remove((hostViewPath_ + ".calls").c_str());
+    setenv("VELA_HOST_VIEW", hostViewPath_.c_str(), 1);
+  }
+  void TearDown() override {
+    SimProviderTest::TearDown();
+    unsetenv("VELA_HOST_VIEW");
+    std::remove(hostViewPath_.c_str());
+    std::remove((hostViewPath_ + ".calls").c_str());
+  }
+
+  void LoadWithView() {
+    StartSimulator("two-subsystems.json");
+    ASSERT_EQ(Load(), S_OK);
+  }
+
+  json View() {
+    std::ifstream in(hostViewPath_);
+    return json::parse(in, nullptr, false);
+  }
+  void WriteView(const json& view) { std::ofstream(hostViewPath_) << view.dump(); }
+
+  std::vector<json> Calls() {
+    std::vector<json> calls;
+    std::ifstream in(hostViewPath_ + ".calls");
+    std::string line;
+    while (std::getline(in, line)) calls.push_back(json::parse(line));
+    return calls;
+  }
+
+  // The LUN of that friendly name, with a reference for the caller.
+  IVdsLunMpio* Lun(const std::u16string& name) {
+    MutexGuard guard(hNotificationMutex, "MultipathTest::Lun");
+    for (const auto& [id, entry] : provider_->Objects()) {
+      if (entry.type != VDS_OT_LUN) continue;
+      auto* lun = static_cast<CLun*>(entry.pObject);
+      if (name == lun->Prop().pwszFriendlyName) {
+        IVdsLunMpio* mpio = lun;
+        mpio->AddRef();
+        return mpio;
+      }
+    }
+    return nullptr;
+  }
+
+  std::vector<VDS_PATH_INFO> Paths(IVdsLunMpio* lun) {
+    VDS_PATH_INFO* paths = nullptr;
+    LONG count = -1;
+    EXPECT_EQ(lun->GetPathInfo(&paths, &count), S_OK);
+    std::vector<VDS_PATH_INFO> result(paths, paths + count);
+    for (VDS_PATH_INFO& path : result) {
+      // Keep a copy of the HBA port in the record's place for the checks; free the original.
+      VDS_HBAPORT_PROP* prop = path.pHbaPortProp;
+      path.pHbaPortProp = prop != nullptr ? new VDS_HBAPORT_PROP(*prop) : nullptr;
+      CoTaskMemFree(prop);
+    }
+    CoTaskMemFree(paths);
+    ownedProps_.insert(ownedProps_.end(), result.begin(), result.end());
+    return result;
+  }
+
+  ~MultipathTest() override {
+    for (VDS_PATH_INFO& path : ownedProps_) delete path.pHbaPortProp;
+  }
+
+  std::vector<VDS_PATH_INFO> ownedProps_;
+};
+
+}  // namespace
+
+TEST_F(MultipathTest, PathsOfAMappedLunCrossBothControllers) {
+  LoadWithView();
+  IVdsLunMpio* lun = Lun(u"north_data");
+  ASSERT_NE(lun, nullptr);
+  auto paths = Paths(lun);
+  ASSERT_EQ(paths.size(), 4u);
+  std::set<GUID> ports;
+  for (size_t i = 0; i < paths.size(); ++i) {
+    EXPECT_EQ(paths[i].pathId.ullSourceId, kSimDsmUniqueId);
+    EXPECT_EQ(paths[i].type, VDS_HWT_FIBRE_CHANNEL);
+    EXPECT_FALSE(IsEqualGUID(paths[i].controllerPortId, GUID_NULL)) << i;
+    ports.insert(paths[i].controllerPortId);
+    ASSERT_NE(paths[i].pHbaPortProp, nullptr);
+    EXPECT_EQ(std::memcmp(paths[i].pHbaPortProp->wwnPort.rguchWwn, kHostWwn, 8), 0);
+    EXPECT_EQ(paths[i].pHbaPortProp->status, VDS_HPS_ONLINE);
+    if (i > 0) {
+      EXPECT_LT(paths[i - 1].pathId.ullPathId, paths[i].pathId.ullPathId);
+    }
+  }
+  EXPECT_EQ(ports.size(), 4u);
+  // Controller A owns the vdisk: its ports are active/optimized, B's standby.
+  EXPECT_EQ(paths[0].status, VDS_MPS_ONLINE);
+  EXPECT_EQ(paths[1].status, VDS_MPS_ONLINE);
+  EXPECT_EQ(paths[2].status, VDS_MPS_STANDBY);
+  EXPECT_EQ(paths[3].status, VDS_MPS_STANDBY);
+  lun->Release();
+}
+
+TEST_F(MultipathTest, WithoutUlpTheOtherControllersPortsAreFoundByTargetMapping) {
+  std::ifstream in(std::string(VELA_SIM_INVENTORIES) + "/two-subsystems.json");
+  json inventory = json::parse(in);
+  for (json& controller : inventory["subsystems"][0]["controllers"])
+    controller["controllerMode"] = 0;
+  StartSimulator(inventory.dump());
+  ASSERT_EQ(Load(), S_OK);
+  // Only the owner's ports carry a relative port number in the DSM's view.
+  json paths =
+      View()["wmi"]["ROOT\\WMI"]["DSM_QueryLBPolicy_V2"][0]["LoadBalancePolicy"]["DSM_Paths"];
+  EXPECT_EQ(paths[3]["TargetPort_Identifier"], 0);
+  IVdsLunMpio* lun = Lun(u"north_data");
+  ASSERT_NE(lun, nullptr);
+  std::set<GUID> ports;
+  for (const VDS_PATH_INFO& path : Paths(lun)) {
+    EXPECT_FALSE(IsEqualGUID(path.controllerPortId, GUID_NULL));
+    ports.insert(path.controllerPortId);
+  }
+  EXPECT_EQ(ports.size(), 4u);
+  lun->Release();
+}
+
+TEST_F(MultipathTest, FailedPathAndHostWithoutHbas) {
+  StartSimulator("two-subsystems.json");
+  json view = View();
+  view["wmi"]["ROOT\\WMI"]["DSM_QueryLBPolicy_V2"][0]["LoadBalancePolicy"]["DSM_Paths"][1]
+      ["FailedPath"] = 1;
+  WriteView(view);
+  ASSERT_EQ(Load(), S_OK);
+  IVdsLunMpio* lun = Lun(u"north_data");
+  ASSERT_NE(lun, nullptr);
+  auto paths = Paths(lun);
+  ASSERT_EQ(paths.size(), 4u);
+  EXPECT_EQ(paths[1].status, VDS_MPS_FAILED);
+
+  // Without HBA ports no path can be told.
+  view["hba"] = json::array();
+  WriteView(view);
+  {
+    MutexGuard refresh(hRefreshMutex, "MultipathTest");
+    provider_->initWmi();
+  }
+  EXPECT_TRUE(Paths(lun).empty());
+  lun->Release();
+}
+
+TEST_F(MultipathTest, PolicyIsSetThroughTheDsmAndReadBack) {
+  LoadWithView();
+  IVdsLunMpio* lun = Lun(u"north_data");
+  ASSERT_NE(lun, nullptr);
+  ULONG flags = 0;
+  EXPECT_EQ(lun->GetSupportedLbPolicies(&flags), S_OK);
+  EXPECT_EQ(flags, 0x3fu);
+
+  VDS_LOADBALANCE_POLICY_ENUM policy = VDS_LBP_UNKNOWN;
+  VDS_PATH_POLICY* read = nullptr;
+  LONG count = 0;
+  ASSERT_EQ(lun->GetLoadBalancePolicy(&policy, &read, &count), S_OK);
+  EXPECT_EQ(policy, VDS_LBP_ROUND_ROBIN_WITH_SUBSET);
+  ASSERT_EQ(count, 4);
+  std::vector<VDS_PATH_POLICY> input(read, read + count);
+  CoTaskMemFree(read);
+
+  for (VDS_LOADBALANCE_POLICY_ENUM bad :
+       {VDS_LBP_UNKNOWN, VDS_LBP_VENDOR_SPECIFIC, static_cast<VDS_LOADBALANCE_POLICY_ENUM>(8)}) {
+    EXPECT_EQ(lun->SetLoadBalancePolicy(bad, input.data(), count), VDS_E_NOT_SUPPORTED);
+  }
+  EXPECT_EQ(lun->SetLoadBalancePolicy(VDS_LBP_FAILOVER, input.data(), count - 1),
+            VDS_E_NOT_SUPPORTED);
+  EXPECT_TRUE(Calls().empty());
+
+  // Failover with path 2 (on controller B) primary: it becomes the preferred path.
+  for (VDS_PATH_POLICY& path : input) path.bPrimaryPath = FALSE;
+  input[2].bPrimaryPath = TRUE;
+  input[3].ulWeight = 9;
+  ASSERT_EQ(lun->SetLoadBalancePolicy(VDS_LBP_FAILOVER, input.data(), count), S_OK);
+  auto calls = Calls();
+  ASSERT_EQ(calls.size(), 1u);
+  EXPECT_EQ(calls[0]["method"], "DsmSetLoadBalancePolicyALUA");
+  json sent = calls[0]["in"]["LoadBalancePolicy"];
+  EXPECT_EQ(sent["LoadBalancePolicy"], 1);
+  ASSERT_EQ(sent["DSM_Paths"].size(), 4u);
+  EXPECT_EQ(sent["DSM_Paths"][0]["PreferredPath"], 0);
+  EXPECT_EQ(sent["DSM_Paths"][2]["PreferredPath"], 1);
+  EXPECT_EQ(sent["DSM_Paths"][2]["PrimaryPath"], 1);    // as the DSM had it
+  EXPECT_EQ(sent["DSM_Paths"][2]["OptimizedPath"], 0);  // as the DSM had it
+  EXPECT_EQ(sent["DSM_Paths"][3]["PathWeight"], 9);
+  EXPECT_EQ(sent["DSM_Paths"][2]["TargetPortGroup_State"], 1);
+
+  VDS_PATH_POLICY* after = nullptr;
+  ASSERT_EQ(lun->GetLoadBalancePolicy(&policy, &after, &count), S_OK);
+  EXPECT_EQ(policy, VDS_LBP_FAILOVER);
+  ASSERT_EQ(count, 4);
+  EXPECT_FALSE(after[0].bPrimaryPath);
+  EXPECT_TRUE(after[2].bPrimaryPath);  // failover reads the preferred path as primary
+  EXPECT_EQ(after[3].ulWeight, 9u);
+  CoTaskMemFree(after);
+
+  // Round robin: each path's flags come from its group state, (1, 1) and (1, 0).
+  ASSERT_EQ(lun->SetLoadBalancePolicy(VDS_LBP_ROUND_ROBIN, input.data(), count), S_OK);
+  sent = Calls().back()["in"]["LoadBalancePolicy"];
+  EXPECT_EQ(sent["DSM_Paths"][0]["PrimaryPath"], 1);
+  EXPECT_EQ(sent["DSM_Paths"][0]["OptimizedPath"], 1);
+  EXPECT_EQ(sent["DSM_Paths"][3]["PrimaryPath"], 1);
+  EXPECT_EQ(sent["DSM_Paths"][3]["OptimizedPath"], 0);
+  lun->Release();
+}
+
+TEST_F(MultipathTest, PathStatusByHbaPortReachesEveryPathOfThePort) {
+  LoadWithView();
+  VDS_HBAPORT_PROP port{};
+  port.wwnNode.rguchWwn[0] = 0x20;  // the simulated adapter's node name
+  std::memcpy(port.wwnNode.rguchWwn + 1, kHostWwn + 1, 7);
+  EXPECT_EQ(provider_->SetAllPathStatusesFromHbaPort(port, VDS_MPS_FAILED), S_OK);
+  auto calls = Calls();
+  ASSERT_EQ(calls.size(), 1u);
+  EXPECT_EQ(calls[0]["method"], "MorDsmSetPathStatus");
+  json set = calls[0]["in"]["setPathStatus"];
+  EXPECT_EQ(set["DSMPathStatusCount"], 12);  // three LUNs, four paths each
+  EXPECT_EQ(set["DSM_PathStatus"][0]["PathStatus"], VDS_MPS_FAILED);
+
+  IVdsLunMpio* lun = Lun(u"south_db");
+  ASSERT_NE(lun, nullptr);
+  for (const VDS_PATH_INFO& path : Paths(lun)) EXPECT_EQ(path.status, VDS_MPS_FAILED);
+  lun->Release();
+
+  // A port with no path sends nothing.
+  VDS_HBAPORT_PROP other{};
+  other.wwnNode.rguchWwn[0] = 0x55;
+  EXPECT_EQ(provider_->SetAllPathStatusesFromHbaPort(other, VDS_MPS_ONLINE), S_OK);
+  EXPECT_EQ(Calls().size(), 1u);
+}
+
+TEST_F(MultipathTest, AFailedInventoryStepKeepsTheLaterVectorsAsTheyWere) {
+  LoadWithView();
+  HostInventory& inventory = provider_->Inventory();
+  ASSERT_EQ(inventory.mpioVec.size(), 3u);
+  ASSERT_EQ(inventory.HBA_vec.size(), 1u);
+  ASSERT_EQ(inventory.DsmLoadPolicyVec.size(), 3u);
+
+  json view = View();
+  view["wmi"]["ROOT\\WMI"]["DSM_QueryLBPolicy_V2"][1]["LoadBalancePolicy"]["DSM_Paths"] = 5;
+  view["wmi"]["ROOT\\WMI"]["MPIO_GET_DESCRIPTOR"].erase(2);
+  view["hba"] = json::array();
+  WriteView(view);
+  {
+    MutexGuard refresh(hRefreshMutex, "MultipathTest");
+    provider_->initWmi();
+  }
+  EXPECT_EQ(inventory.mpioVec.size(), 2u);           // read anew
+  EXPECT_EQ(inventory.mpioDsmPathV2Vec.size(), 1u);  // up to the failure
+  EXPECT_EQ(inventory.HBA_vec.size(), 1u);           // not read again
+  EXPECT_EQ(inventory.DsmLoadPolicyVec.size(), 3u);
+
+  // No multipath software: the first class fails and the rest stays.
+  WriteView(json::object());
+  {
+    MutexGuard refresh(hRefreshMutex, "MultipathTest");
+    provider_->initWmi();
+  }
+  EXPECT_TRUE(inventory.mpioVec.empty());
+  EXPECT_EQ(inventory.mpioDiskInfoVec.size(), 3u);
+}
