@@ -69,6 +69,14 @@ void ModuleLock();
 void ModuleUnlock();
 LONG ModuleLockCount();
 
+// Class activation: the classes the platform itself serves, each in the context it runs in on
+// Windows. CLSID_WbemLocator in process (CLSCTX_INPROC_SERVER), the VDS loader out of process
+// (CLSCTX_LOCAL_SERVER); anything else is REGDB_E_CLASSNOTREG.
+constexpr DWORD CLSCTX_INPROC_SERVER = 0x1;
+constexpr DWORD CLSCTX_LOCAL_SERVER = 0x4;
+HRESULT CoCreateInstance(REFCLSID rclsid, IUnknown* pUnkOuter, DWORD dwClsContext, REFIID riid,
+                         void** ppv);
+
 // Task allocator: memory handed to a client, which frees it with CoTaskMemFree. A request of 0
 // bytes still gives a distinct non-null block, as on Windows.
 void* CoTaskMemAlloc(SIZE_T size);

@@ -93,14 +93,7 @@ class CVdsAdmin final : public ComObject<IVdsAdmin> {
 
 }  // namespace
 
-HRESULT CoCreateInstance(REFCLSID rclsid, IUnknown* pUnkOuter, DWORD dwClsContext, REFIID riid,
-                         void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  *ppv = nullptr;
-  if (!IsEqualGUID(rclsid, CLSID_VdsLoader) || (dwClsContext & CLSCTX_LOCAL_SERVER) == 0) {
-    return REGDB_E_CLASSNOTREG;
-  }
-  if (pUnkOuter != nullptr) return CLASS_E_NOAGGREGATION;
+HRESULT CreateVdsAdmin(REFIID riid, void** ppv) {
   if (ServiceDisabled()) return HRESULT_FROM_WIN32(ERROR_SERVICE_DISABLED);
   // The service keeps its list under this key; it cannot run without being able to write it.
   HKEY key = nullptr;

@@ -21,12 +21,8 @@ inline constexpr char kVdsServiceKey[] = "SYSTEM\\CurrentControlSet\\Services\\v
 inline constexpr char kVdsHardwareProvidersKey[] =
     "SYSTEM\\CurrentControlSet\\Services\\vds\\HardwareProviders";
 
-constexpr DWORD CLSCTX_INPROC_SERVER = 0x1;
-constexpr DWORD CLSCTX_LOCAL_SERVER = 0x4;
-
-// Creates an object of a class the platform serves. Only the VDS loader is served, and only out
-// of process (CLSCTX_LOCAL_SERVER); any other class gives REGDB_E_CLASSNOTREG.
-HRESULT CoCreateInstance(REFCLSID rclsid, IUnknown* pUnkOuter, DWORD dwClsContext, REFIID riid,
-                         void** ppv);
+// The disk service's IVdsAdmin, as CoCreateInstance makes it for CLSID_VdsLoader: fails when
+// the service is disabled or cannot write its list.
+HRESULT CreateVdsAdmin(REFIID riid, void** ppv);
 
 #endif  // VELA_PLATFORM_VDS_LOADER_H_

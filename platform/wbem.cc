@@ -546,11 +546,7 @@ class WbemLocator final : public ComObject<IWbemLocator> {
 
 }  // namespace
 
-HRESULT CoCreateInstance(REFCLSID rclsid, IUnknown* pUnkOuter, DWORD, REFIID riid, LPVOID* ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  *ppv = nullptr;
-  if (pUnkOuter != nullptr) return CLASS_E_NOAGGREGATION;
-  if (!IsEqualGUID(rclsid, CLSID_WbemLocator)) return REGDB_E_CLASSNOTREG;
+HRESULT CreateWbemLocator(REFIID riid, void** ppv) {
   auto* locator = new (std::nothrow) WbemLocator();
   if (locator == nullptr) return E_OUTOFMEMORY;
   locator->AddRef();

@@ -119,18 +119,14 @@ struct IWbemLocator : IUnknown {
 };
 VELA_DECLARE_INTERFACE_ID(IWbemLocator, IID_IWbemLocator)
 
-constexpr HRESULT REGDB_E_CLASSNOTREG = MakeHResult(0x80040154u);
-
-constexpr DWORD CLSCTX_INPROC_SERVER = 0x1;
 constexpr DWORD RPC_C_AUTHN_WINNT = 10;
 constexpr DWORD RPC_C_AUTHZ_NONE = 0;
 constexpr DWORD RPC_C_AUTHN_LEVEL_CALL = 3;
 constexpr DWORD RPC_C_IMP_LEVEL_IMPERSONATE = 3;
 constexpr DWORD EOAC_NONE = 0;
 
-// Knows the one class the inventory creates, CLSID_WbemLocator.
-HRESULT CoCreateInstance(REFCLSID rclsid, IUnknown* pUnkOuter, DWORD dwClsContext, REFIID riid,
-                         LPVOID* ppv);
+// The WMI locator, as CoCreateInstance makes it for CLSID_WbemLocator.
+HRESULT CreateWbemLocator(REFIID riid, void** ppv);
 // Accepts the inventory's blanket; a connection here needs no security set-up.
 HRESULT CoSetProxyBlanket(IUnknown* pProxy, DWORD dwAuthnSvc, DWORD dwAuthzSvc,
                           WCHAR* pServerPrincName, DWORD dwAuthnLevel, DWORD dwImpLevel,
