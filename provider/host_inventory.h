@@ -19,7 +19,6 @@ enum class InventoryStep {
   kMpioDsmPathV2,       // WmiGetMpioDsmPathV2
   kDsmInfo,             // WmiGetDSMInfo
   kHbaPortProp,         // GetHbaPortProp
-  kConnectHbaInfoList,  // CProvider::get_connect_Hba_info_list: adds to HBA_vec, never clears
   kLBPolicy,            // QueryLBPolicy
 };
 
@@ -29,9 +28,8 @@ class HostInventorySource {
   // VdsWmi: true when both WMI pointers came.
   virtual bool Connect() = 0;
   virtual void Disconnect() = 0;
-  // Clears the step's vector in `inventory` and fills it; false on failure. The one exception is
-  // kConnectHbaInfoList, which appends the proxy's ports to the HBA_vec that kHbaPortProp just
-  // filled, and whose failure leaves HBA_vec as it was.
+  // Clears the step's vector in `inventory` and fills it; false on failure. (The proxy's HBA
+  // ports, which initWmi adds to HBA_vec after kHbaPortProp, come from the proxy, not from here.)
   virtual bool Fill(InventoryStep step, HostInventory* inventory) = 0;
 };
 

@@ -172,9 +172,9 @@ void CProvider::initWmi() {
       DebugPrintf("OOP!! CProvider::initWmi GetHbaPortProp(HBA_vec) error\n");
       return;
     }
-    // The proxy's ports only add to what the HBA API found; their failure (logged by the step
-    // itself) leaves the list as it is and stops nothing.
-    if (win2008) fill(InventoryStep::kConnectHbaInfoList);
+    // The proxy's ports only add to what the HBA library found; their failure (logged there)
+    // leaves the list as it is and stops nothing.
+    if (win2008) get_connect_Hba_info_list(m_inventory->HBA_vec);
     if (!fill(InventoryStep::kLBPolicy)) {
       DebugPrintf("OOP!! CProvider::initWmi QueryLBPolicy(DsmLoadPolicyVec) error\n");
       return;

@@ -29,6 +29,7 @@ class CPool;
 struct event;
 struct subsystem;
 class HostInventory;
+struct HbaPortEntry;
 
 // ---- Identity of the module ----------------------------------------------------------------
 
@@ -216,6 +217,9 @@ class CProvider final
   // skips the rest and leaves their vectors as they were. Caller holds hRefreshMutex, except
   // in OnLoad.
   void initWmi();
+  // Adds the proxy's connected HBA ports to `HBA_vec` (and keeps the proxy's list in the
+  // inventory); a failed exchange leaves both as they are.
+  void get_connect_Hba_info_list(std::vector<HbaPortEntry>& HBA_vec);
 
   // The first object of the name map (id order) with that name for which `isWanted` holds;
   // *guid receives its id. Null when there is none. Used by FindObjAndGuid.

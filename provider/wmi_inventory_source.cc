@@ -30,10 +30,6 @@ class WmiSource final : public HostInventorySource {
       case InventoryStep::kHbaPortProp:
         inventory->HBA_vec.clear();
         return GetHbaPortProp(inventory->HBA_vec) == 0;
-      case InventoryStep::kConnectHbaInfoList:
-        // The proxy's ports are the provider's to add (CProvider::get_connect_Hba_info_list);
-        // the host has nothing for this step.
-        return true;
       case InventoryStep::kLBPolicy:
         inventory->DsmLoadPolicyVec.clear();
         return VdsWmi::QueryLBPolicy(inventory->DsmLoadPolicyVec) == 0;

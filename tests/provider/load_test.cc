@@ -150,36 +150,59 @@ TEST_F(LoadTest, UnreadableControllerRecordTakesTheSubsystemOn) {
 
 namespace {
 
-// A host inventory that records the steps it is asked for and fails the ones it is told to.
+// A host inventory that records the steps it is asked for; its HBA library knows one port.
 class StepRecorder : public HostInventorySource {
  public:
-  explicit StepRecorder(InventoryStep failing) : failing_(failing) {}
   bool Connect() override { return true; }
   void Disconnect() override {}
-  bool Fill(InventoryStep step, HostInventory*) override {
+  bool Fill(InventoryStep step, HostInventory* inventory) override {
     steps.push_back(step);
-    return step != failing_;
+    if (step == InventoryStep::kHbaPortProp) {
+      inventory->HBA_vec.clear();
+      HbaPortEntry entry{};
+      entry.prop.wwnPort.rguchWwn[0] = 0x99;
+      inventory->HBA_vec.push_back(entry);
+    }
+    return true;
   }
   std::vector<InventoryStep> steps;
-
- private:
-  InventoryStep failing_;
 };
 
-// The proxy's HBA list only adds to the ports the HBA API found: its failure skips nothing.
-TEST_F(LoadTest, FailedProxyHbaListDoesNotStopTheInventory) {
-  StartSimulator("default.json");
-  StepRecorder source(InventoryStep::kConnectHbaInfoList);
-  SetHostInventorySource(&source);
-  const HRESULT hr = Load(/*withSink=*/false);
-  SetHostInventorySource(nullptr);
-  ASSERT_EQ(hr, S_OK);
+// The proxy's HBA list only adds to the ports the HBA library found: its failure skips nothing.
+TEST_F(LoadTest, TheProxysHbaPortsAddToTheLibrarysAndTheirFailureStopsNothing) {
   const std::vector<InventoryStep> expected = {
-      InventoryStep::kMpioDescriptor, InventoryStep::kMpioDiskInfo,
-      InventoryStep::kMpioDsmPathV2,  InventoryStep::kDsmInfo,
-      InventoryStep::kHbaPortProp,    InventoryStep::kConnectHbaInfoList,
-      InventoryStep::kLBPolicy};
-  EXPECT_EQ(source.steps, expected);
+      InventoryStep::kMpioDescriptor, InventoryStep::kMpioDiskInfo, InventoryStep::kMpioDsmPathV2,
+      InventoryStep::kDsmInfo,        InventoryStep::kHbaPortProp,  InventoryStep::kLBPolicy};
+  StartSimulator("default.json");
+  {
+    StepRecorder source;
+    SetHostInventorySource(&source);
+    ASSERT_EQ(Load(/*withSink=*/false), S_OK);
+    SetHostInventorySource(nullptr);
+    EXPECT_EQ(source.steps, expected);
+    const HostInventory& inventory = provider_->Inventory();
+    ASSERT_GT(inventory.HBA_vec.size(), 1u);
+    EXPECT_EQ(inventory.HBA_vec[0].prop.wwnPort.rguchWwn[0], 0x99);
+    EXPECT_EQ(inventory.ConnectedHbaList.size(), inventory.HBA_vec.size() - 1);
+    for (size_t i = 1; i < inventory.HBA_vec.size(); ++i) {
+      const HbaPortEntry& added = inventory.HBA_vec[i];
+      EXPECT_EQ(added.prop.type, VDS_HPT_NPORT);
+      EXPECT_EQ(added.prop.status, VDS_HPS_ONLINE);
+      EXPECT_EQ(std::memcmp(added.prop.wwnNode.rguchWwn, added.prop.wwnPort.rguchWwn, 8), 0);
+      EXPECT_EQ(std::memcmp(added.prop.wwnPort.rguchWwn, inventory.ConnectedHbaList[i - 1].wwpn, 8),
+                0);
+    }
+    Unload();
+  }
+  {
+    StepRecorder source;
+    SetHostInventorySource(&source);
+    ASSERT_EQ(simulator_->Admin("fault next 1 status=1 125"), "ok");
+    ASSERT_EQ(Load(/*withSink=*/false), S_OK);
+    SetHostInventorySource(nullptr);
+    EXPECT_EQ(source.steps, expected);
+    EXPECT_EQ(provider_->Inventory().HBA_vec.size(), 1u);
+  }
 }
 
 }  // namespace
