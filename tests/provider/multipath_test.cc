@@ -155,9 +155,17 @@ TEST_F(MultipathTest, FailedPathAndHostWithoutHbas) {
   ASSERT_EQ(paths.size(), 4u);
   EXPECT_EQ(paths[1].status, VDS_MPS_FAILED);
 
-  // Without HBA ports no path can be told.
+  // Without HBA ports of its own the host still has the ones the proxy sees connected.
   view["hba"] = json::array();
   WriteView(view);
+  {
+    MutexGuard refresh(hRefreshMutex, "MultipathTest");
+    provider_->initWmi();
+  }
+  EXPECT_EQ(Paths(lun).size(), 4u);
+
+  // Without those too no path can be told.
+  ASSERT_EQ(simulator_->Admin("fault next 1 status=1 125"), "ok");
   {
     MutexGuard refresh(hRefreshMutex, "MultipathTest");
     provider_->initWmi();
