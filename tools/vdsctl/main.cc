@@ -2,6 +2,8 @@
 // DiskRAID-style tables or as JSON.
 #include <unistd.h>
 
+#include <chrono>
+
 #include <CLI/CLI.hpp>
 #include <fstream>
 #include <iostream>
@@ -15,7 +17,10 @@
 #include "tools/vdsctl/loader.h"
 #include "tools/vdsctl/model.h"
 #include "tools/vdsctl/output.h"
+#include "tools/vdsctl/provider_log.h"
+#include "tools/vdsctl/result_stream.h"
 #include "tools/vdsctl/shell.h"
+#include "tools/vdsctl/watchdog.h"
 
 namespace vdsctl {
 namespace {
@@ -32,6 +37,7 @@ const std::vector<std::string> kDetailWords = {"subsystem", "controller", "port"
 struct Arguments {
   EnvironmentOptions environment;
   bool json = false;
+  std::string timeout;  // --timeout SECONDS as given; empty: none
   std::string listKind;
   std::string detailKind;
   int detailIndex = 0;
@@ -69,6 +75,25 @@ ExitCode RunCommand(CLI::App& app, const Arguments& args, Model* model, Output* 
   return code;
 }
 
+// A provider without its proxy session is loaded, offline and empty; that is a failure of the
+// service, not an empty result. A provider whose proxy lists only subsystems it skips says so.
+ExitCode CheckSession(const SessionReport& report, Model* model, Output* output) {
+  const std::string failure = SessionFailureText(report);
+  if (!failure.empty()) {
+    output->Problem(failure, Json{{"proxy", ProxyAddressText(report)},
+                                  {"cause", SessionCauseWords(report)}});
+    return kExitServiceFailure;
+  }
+  if (report.state != SessionState::kUp || report.listed == 0 || output->Json()) return kExitOk;
+  std::vector<SubsystemRow> managed;
+  if (model->Subsystems(&managed) || !managed.empty()) return kExitOk;
+  std::string text = "the proxy lists " + std::to_string(report.listed) + " subsystem" +
+                     (report.listed == 1 ? "" : "s") + "; none is managed by this provider";
+  if (report.skipped > 0) text += ": iSCSI-only subsystems are skipped";
+  output->Warning(text);
+  return kExitOk;
+}
+
 int Main(int argc, char** argv) {
   CLI::App app{
       "Loads the Vela VDS hardware provider as the disk service does and shows the subsystems, "
@@ -89,6 +114,11 @@ int Main(int argc, char** argv) {
           ->type_name("[=INVENTORY]");
   simulate->excludes(app.get_option("--conf"));
   app.add_flag("--json", args.json, "Write one JSON document instead of tables");
+  app.add_option("--timeout", args.timeout,
+                 "Bound a one-shot command (loading the provider included) to SECONDS; past it, "
+                 "exit 4")
+      ->type_name("SECONDS")
+      ->check(CLI::PositiveNumber);
   app.require_subcommand(1, 1);
   // Global options may also follow the command: "vdsctl list drives --json".
   app.fallthrough();
@@ -130,14 +160,37 @@ int Main(int argc, char** argv) {
     return kExitBadArguments;
   }
   args.environment.simulate = simulate->count() > 0;
+  if (!args.timeout.empty() && app.got_subcommand("shell")) {
+    std::cerr << "vdsctl: --timeout bounds one-shot commands, not the shell\n" << kUsage;
+    return kExitBadArguments;
+  }
 
-  Output output(args.json, !app.got_subcommand("shell"), std::cout, std::cerr);
+  ResultStream results;
+  Output output(args.json, !app.got_subcommand("shell"), results.Out(), std::cerr);
   EnvironmentError envError;
   std::unique_ptr<RunEnvironment> environment =
       RunEnvironment::Prepare(args.environment, &envError);
   if (!environment) {
     output.Problem(envError.message);
     return envError.code;
+  }
+  for (const std::string& warning : environment->Warnings()) output.Warning(warning);
+  const ProviderLog providerLog(environment->ProviderLogPath());
+
+  // A silent proxy holds a provider call for the whole reply wait; --timeout ends the run then,
+  // naming the proxy the provider was talking to.
+  std::optional<Watchdog> watchdog;
+  if (!args.timeout.empty()) {
+    const auto limit = std::chrono::milliseconds(
+        static_cast<long long>(std::stod(args.timeout) * 1000.0 + 0.5));
+    watchdog.emplace(limit, [&] {
+      const SessionReport report = ReadSessionReport(providerLog.ReadRun());
+      output.Problem("the proxy at " + ProxyAddressText(report) + " did not answer within " +
+                         args.timeout + " s",
+                     Json{{"proxy", ProxyAddressText(report)}, {"cause", "no answer"}});
+      environment->RemoveFiles();
+      _exit(kExitServiceFailure);
+    });
   }
 
   ComPtr<AdviseSink> sink(new AdviseSink());
@@ -149,8 +202,13 @@ int Main(int argc, char** argv) {
     return kExitServiceFailure;
   }
   Model model(host->Provider());
-  const ExitCode code = RunCommand(app, args, &model, &output, sink.Get());
+  // The provider's own properties need no proxy.
+  ExitCode code = app.got_subcommand("provider")
+                      ? kExitOk
+                      : CheckSession(ReadSessionReport(providerLog.ReadRun()), &model, &output);
+  if (code == kExitOk) code = RunCommand(app, args, &model, &output, sink.Get());
   host.reset();
+  watchdog.reset();
   return code;
 }
 

@@ -28,11 +28,19 @@ void Output::CallFailed(const CallError& error) {
        << std::flush;
 }
 
-void Output::Problem(const std::string& message) {
+void Output::Problem(const std::string& message) { Problem(message, vdsctl::Json::object()); }
+
+void Output::Problem(const std::string& message, const vdsctl::Json& details) {
   if (json_) {
-    Document(vdsctl::Json{{"error", {{"message", message}}}});
+    vdsctl::Json error{{"message", message}};
+    for (const auto& [name, value] : details.items()) error[name] = value;
+    Document(vdsctl::Json{{"error", std::move(error)}});
     return;
   }
+  Warning(message);
+}
+
+void Output::Warning(const std::string& message) {
   std::lock_guard<std::mutex> lock(mutex_);
   err_ << message << "\n" << std::flush;
 }

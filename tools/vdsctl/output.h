@@ -32,6 +32,10 @@ class Output {
   // A problem with what the user asked: words on standard error, or
   // {"error":{"message":...}} with --json.
   void Problem(const std::string& message);
+  // The same with more members beside "message" in the JSON form ("proxy", "cause").
+  void Problem(const std::string& message, const vdsctl::Json& details);
+  // A line on standard error in both modes: it is no result of the command.
+  void Warning(const std::string& message);
   // The prompt of the interactive shell, flushed without a line end.
   void Prompt(const std::string& prompt);
 
