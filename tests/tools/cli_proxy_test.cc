@@ -1,11 +1,10 @@
 // vdsctl against proxies that are not there, refuse it or stay silent: a failure is never an
 // empty list, and nothing but the document reaches standard output.
 #include <arpa/inet.h>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
 

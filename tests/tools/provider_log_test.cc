@@ -33,8 +33,9 @@ TEST(SessionReport, EachWayTheSessionEnds) {
        "No proxy is configured: the provider found no complete tidegate.conf."},
       {start + Log({"socket connect to port 5000 failed, error 111"}), SessionState::kRefused,
        "The proxy at 10.0.0.5:5000 cannot be used: connection refused."},
-      {start + Log({"Success!", "Version incompatibility! The version of the tidegate and the "
-                                "vds provider must match."}),
+      {start + Log({"Success!",
+                    "Version incompatibility! The version of the tidegate and the "
+                    "vds provider must match."}),
        SessionState::kHandshake,
        "The proxy at 10.0.0.5:5000 cannot be used: handshake refused (its protocol version does "
        "not match the provider's)."},
@@ -45,10 +46,10 @@ TEST(SessionReport, EachWayTheSessionEnds) {
        "The proxy at 10.0.0.5:5000 cannot be used: logon refused."},
       {start + Log({"Success!", "OOP!! exec_cmnd FD_ISSET error"}), SessionState::kNoAnswer,
        "The proxy at 10.0.0.5:5000 cannot be used: no answer."},
-      {start + Log({"Success!", "OOP!!! CProvider::OnLoad() get_subsystems(VecSub) failed!, line = "
-                                "239"}),
-       SessionState::kNoList,
-       "The proxy at 10.0.0.5:5000 cannot be used: subsystem list refused."},
+      {start + Log({"Success!",
+                    "OOP!!! CProvider::OnLoad() get_subsystems(VecSub) failed!, line = "
+                    "239"}),
+       SessionState::kNoList, "The proxy at 10.0.0.5:5000 cannot be used: subsystem list refused."},
       {Log({"CProvider::OnLoad() g_pProvider 0 this 1"}), SessionState::kUnknown, ""},
   };
   for (const Case& c : cases) {

@@ -2,9 +2,8 @@
 // DiskRAID-style tables or as JSON.
 #include <unistd.h>
 
-#include <chrono>
-
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -80,8 +79,8 @@ ExitCode RunCommand(CLI::App& app, const Arguments& args, Model* model, Output* 
 ExitCode CheckSession(const SessionReport& report, Model* model, Output* output) {
   const std::string failure = SessionFailureText(report);
   if (!failure.empty()) {
-    output->Problem(failure, Json{{"proxy", ProxyAddressText(report)},
-                                  {"cause", SessionCauseWords(report)}});
+    output->Problem(
+        failure, Json{{"proxy", ProxyAddressText(report)}, {"cause", SessionCauseWords(report)}});
     return kExitServiceFailure;
   }
   if (report.state != SessionState::kUp || report.listed == 0 || output->Json()) return kExitOk;
@@ -181,8 +180,8 @@ int Main(int argc, char** argv) {
   // naming the proxy the provider was talking to.
   std::optional<Watchdog> watchdog;
   if (!args.timeout.empty()) {
-    const auto limit = std::chrono::milliseconds(
-        static_cast<long long>(std::stod(args.timeout) * 1000.0 + 0.5));
+    const auto limit =
+        std::chrono::milliseconds(static_cast<long long>(std::stod(args.timeout) * 1000.0 + 0.5));
     watchdog.emplace(limit, [&] {
       const SessionReport report = ReadSessionReport(providerLog.ReadRun());
       output.Problem("the proxy at " + ProxyAddressText(report) + " did not answer within " +

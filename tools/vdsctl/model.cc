@@ -132,8 +132,8 @@ CallResult Model::SubsystemObjects(std::optional<int> only, std::vector<Subsyste
     for (size_t j = i + 1; j < named.size(); ++j) {
       if (!sameText(named[i], named[j])) continue;
       for (size_t k : {i, j}) {
-        if (CallResult error = LowestControllerIdentification(named[k].object.Get(),
-                                                              &named[k].controller)) {
+        if (CallResult error =
+                LowestControllerIdentification(named[k].object.Get(), &named[k].controller)) {
           return error;
         }
       }
@@ -205,9 +205,8 @@ CallResult PlexProperties(IVdsLunPlex* plex, VDS_LUN_PLEX_PROP* prop) {
 // The identification text of every drive of the subsystem, by drive id.
 CallResult DriveNames(IVdsSubSystem* subsystem, std::map<GUID, std::string>* names) {
   std::vector<ComPtr<IVdsDrive>> drives;
-  if (CallResult error =
-          List([&](IEnumVdsObject** list) { return subsystem->QueryDrives(list); },
-               "IVdsSubSystem::QueryDrives", &drives)) {
+  if (CallResult error = List([&](IEnumVdsObject** list) { return subsystem->QueryDrives(list); },
+                              "IVdsSubSystem::QueryDrives", &drives)) {
     return error;
   }
   for (const ComPtr<IVdsDrive>& drive : drives) {

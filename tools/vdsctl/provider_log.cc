@@ -129,8 +129,9 @@ std::string SessionFailureText(const SessionReport& report) {
   } else if (report.state == SessionState::kNotStarted) {
     detail = "the heartbeat pipe did not open";
   }
-  return "The proxy at " + ProxyAddressText(report) + " cannot be used: " +
-         SessionCauseWords(report) + (detail.empty() ? "" : " (" + detail + ")") + ".";
+  return "The proxy at " + ProxyAddressText(report) +
+         " cannot be used: " + SessionCauseWords(report) +
+         (detail.empty() ? "" : " (" + detail + ")") + ".";
 }
 
 ProviderLog::ProviderLog(std::string path) : path_(std::move(path)) {

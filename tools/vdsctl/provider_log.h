@@ -13,15 +13,15 @@
 namespace vdsctl {
 
 enum class SessionState {
-  kUnknown,        // the log says nothing (no log, or the load has not got that far)
-  kUp,             // logged on, and the proxy gave its list of subsystems
-  kNoConfig,       // no complete tidegate.conf
-  kNotStarted,     // the session did not start before connecting (heartbeat pipe)
-  kRefused,        // the connection was refused
-  kHandshake,      // the proxy refused the handshake (protocol generation)
-  kLogon,          // the proxy refused the logon
-  kNoAnswer,       // the proxy did not answer within the reply wait
-  kNoList,         // logged on, but the list of subsystems failed
+  kUnknown,     // the log says nothing (no log, or the load has not got that far)
+  kUp,          // logged on, and the proxy gave its list of subsystems
+  kNoConfig,    // no complete tidegate.conf
+  kNotStarted,  // the session did not start before connecting (heartbeat pipe)
+  kRefused,     // the connection was refused
+  kHandshake,   // the proxy refused the handshake (protocol generation)
+  kLogon,       // the proxy refused the logon
+  kNoAnswer,    // the proxy did not answer within the reply wait
+  kNoList,      // logged on, but the list of subsystems failed
 };
 
 struct SessionReport {
