@@ -47,7 +47,7 @@ TEST_F(CliShell, ABadSelectionStopsTheScriptWithExitCode5) {
                                        "select lun 4096\n"
                                        "list luns\n");
   EXPECT_EQ(result.exitCode, 5) << Describe(result);
-  EXPECT_EQ(result.err, "There is no LUN 4096 in subsystem 0.\n");
+  EXPECT_EQ(result.err, "There is no LUN 4096 in subsystem 0 (subsystem 0 has no LUNs).\n");
   EXPECT_EQ(result.out.find("LUN ###"), std::string::npos) << Describe(result);
 
   const CliResult syntax = runner_.Run({"--simulate", "shell"}, "list gizmos\n");

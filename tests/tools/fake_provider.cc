@@ -306,7 +306,14 @@ class FakePool : public ComObject<IVdsStoragePool> {
     attributes->pPoolCustomAttributes[0] = {Dup("Owner"), nullptr};
     return S_OK;
   }
-  HRESULT QueryDriveExtents(VDS_STORAGE_POOL_DRIVE_EXTENT**, LONG*) override { return E_NOTIMPL; }
+  // Pool 0 lies on the drive of the second subsystem, pool 1 on the first drive of the first.
+  HRESULT QueryDriveExtents(VDS_STORAGE_POOL_DRIVE_EXTENT** extents, LONG* count) override {
+    *extents = static_cast<VDS_STORAGE_POOL_DRIVE_EXTENT*>(
+        CoTaskMemAlloc(sizeof(VDS_STORAGE_POOL_DRIVE_EXTENT)));
+    **extents = {TestId(number_ == 0 ? 3 : 0, kDriveTag), 1ull << 30, TRUE};
+    *count = 1;
+    return S_OK;
+  }
   HRESULT QueryAllocatedLuns(IEnumVdsObject**) override { return E_NOTIMPL; }
   HRESULT QueryAllocatedStoragePools(IEnumVdsObject**) override { return E_NOTIMPL; }
 

@@ -62,7 +62,7 @@ TEST_F(ShellTest, ListsOnlyTheSelectedSubsystem) {
 
 TEST_F(ShellTest, ABadSelectionEndsAScriptWithCode5) {
   EXPECT_EQ(RunScript("select subsystem 0\nselect drive 7\nlist drives\n"), kExitSyntax);
-  EXPECT_EQ(err_.str(), "There is no drive 7 in subsystem 0.\n");
+  EXPECT_EQ(err_.str(), "There is no drive 7 in subsystem 0 (drive index must be a number from 0 to 2).\n");
   EXPECT_EQ(out_.str().find("Drive ###"), std::string::npos);
 
   EXPECT_EQ(RunScript("select lun 0\n"), kExitSyntax);
@@ -72,10 +72,10 @@ TEST_F(ShellTest, ABadSelectionEndsAScriptWithCode5) {
   EXPECT_EQ(err_.str(), "There is no object selected.\n");
 
   EXPECT_EQ(RunScript("select pool 2\n"), kExitSyntax);
-  EXPECT_EQ(err_.str(), "There is no pool 2.\n");
+  EXPECT_EQ(err_.str(), "There is no pool 2 (pool index must be a number from 0 to 1).\n");
 
   EXPECT_EQ(RunScript("selcet lun 0\n"), kExitSyntax);
-  EXPECT_EQ(err_.str(), "Unknown command: selcet\n");
+  EXPECT_EQ(err_.str(), "Unknown command 'selcet'. Did you mean 'select'?\n");
 }
 
 TEST_F(ShellTest, InteractiveSessionsGoOnAfterErrors) {
@@ -124,7 +124,7 @@ TEST_F(ShellTest, JsonModeWritesOneDocumentPerCommand) {
   EXPECT_EQ(documents[1]["selected"]["subsystem"], 0);
   EXPECT_EQ(documents[2]["controllers"].size(), 2u);
   EXPECT_EQ(documents[3]["controller"]["pwszFriendlyName"], "Controller B");
-  EXPECT_EQ(documents[4]["error"]["message"], "There is no drive 5 in subsystem 0.");
+  EXPECT_EQ(documents[4]["error"]["message"], "There is no drive 5 in subsystem 0 (drive index must be a number from 0 to 2).");
 }
 
 TEST_F(ShellTest, SelectingAnotherSubsystemDropsTheFocusWithinTheOld) {

@@ -197,6 +197,7 @@ Json ToJson(const PoolRow& row) {
   const VDS_STORAGE_POOL_PROP& p = row.prop;
   Json json;
   json["index"] = row.index;
+  json["subsystem"] = row.subsystem ? Json(*row.subsystem) : Json(nullptr);
   json["id"] = IdJson(p.id);
   json["status"] = p.status;
   json["health"] = p.health;

@@ -4,7 +4,6 @@
 
 #include <CLI/CLI.hpp>
 #include <chrono>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -15,64 +14,25 @@
 #include "tools/vdsctl/environment.h"
 #include "tools/vdsctl/loader.h"
 #include "tools/vdsctl/model.h"
+#include "tools/vdsctl/one_shot.h"
 #include "tools/vdsctl/output.h"
 #include "tools/vdsctl/provider_log.h"
 #include "tools/vdsctl/result_stream.h"
-#include "tools/vdsctl/shell.h"
 #include "tools/vdsctl/watchdog.h"
 
 namespace vdsctl {
 namespace {
 
 constexpr char kUsage[] =
-    "Usage: vdsctl [--registry FILE] [--conf FILE] [--simulate[=INVENTORY]] [--json] COMMAND "
-    "...\nRun 'vdsctl --help' for the commands.\n";
-
-const std::vector<std::string> kListWords = {"subsystems", "controllers", "ports", "drives",
-                                             "luns",       "plexes",      "pools"};
-const std::vector<std::string> kDetailWords = {"subsystem", "controller", "port",
-                                               "drive",     "lun",        "pool"};
+    "Usage: vdsctl [--registry FILE] [--conf FILE] [--simulate[=INVENTORY]] [--json] "
+    "[--timeout SECONDS] COMMAND ...\nRun 'vdsctl help' for the commands.\n";
 
 struct Arguments {
   EnvironmentOptions environment;
   bool json = false;
   std::string timeout;  // --timeout SECONDS as given; empty: none
-  std::string listKind;
-  std::string detailKind;
-  int detailIndex = 0;
-  std::optional<int> subsystem;
-  std::string script;
+  std::string helpTopic;
 };
-
-// The command once the provider is loaded.
-ExitCode RunCommand(CLI::App& app, const Arguments& args, Model* model, Output* output,
-                    AdviseSink* sink) {
-  Commands commands(model, output);
-  if (app.got_subcommand("provider")) return commands.ShowProvider();
-  if (app.got_subcommand("list")) {
-    return commands.List(*ParseKind(args.listKind), args.subsystem);
-  }
-  if (app.got_subcommand("detail")) {
-    return commands.Detail(*ParseKind(args.detailKind), args.subsystem.value_or(0),
-                           args.detailIndex);
-  }
-  sink->SetHandler([output](const VDS_NOTIFICATION& n) { output->Notification(n); });
-  Shell shell(model, &commands, output);
-  ExitCode code;
-  if (!args.script.empty()) {
-    std::ifstream script(args.script);
-    if (!script) {
-      output->Problem("Cannot open the script " + args.script + ".");
-      code = kExitFileError;
-    } else {
-      code = shell.Run(script, false);
-    }
-  } else {
-    code = shell.Run(std::cin, isatty(STDIN_FILENO) != 0);
-  }
-  sink->SetHandler(nullptr);
-  return code;
-}
 
 // A provider without its proxy session is loaded, offline and empty; that is a failure of the
 // service, not an empty result. A provider whose proxy lists only subsystems it skips says so.
@@ -93,11 +53,43 @@ ExitCode CheckSession(const SessionReport& report, Model* model, Output* output)
   return kExitOk;
 }
 
+// The command word of a command line CLI11 could not parse: the first word that is neither an
+// option nor the value of a global option.
+std::string CommandWord(const CLI::App& app, int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string word = argv[i];
+    if (word.empty() || word[0] != '-') return word;
+    if (word.find('=') != std::string::npos) continue;
+    const CLI::Option* option = app.get_option_no_throw(word);
+    if (option != nullptr && option->get_expected_min() > 0) ++i;
+  }
+  return "";
+}
+
+int UsageError(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv) {
+  const std::string word = CommandWord(app, argc, argv);
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
+  bool known = word.empty();
+  for (const std::string& name : names) known = known || CLI::detail::to_lower(word) == name;
+  if (!known) {
+    const std::vector<std::string_view> candidates(names.begin(), names.end());
+    std::cerr << "vdsctl: Unknown command '" << word << "'." << DidYouMean(word, candidates) << "\n"
+              << kUsage;
+  } else {
+    std::cerr << "vdsctl: " << error.what() << "\n" << kUsage;
+  }
+  return kExitBadArguments;
+}
+
 int Main(int argc, char** argv) {
   CLI::App app{
       "Loads the Vela VDS hardware provider as the disk service does and shows the subsystems, "
       "controllers, ports, drives, LUNs, plexes and storage pools it reports."};
   app.name("vdsctl");
+  // Commands as the shell takes them: "LIST DRIVES" is "list drives".
+  app.ignore_case();
+  app.set_version_flag("--version", std::string("vdsctl ") + VDSCTL_VERSION);
   Arguments args;
   app.add_option("--registry", args.environment.registryPath,
                  "Registry file (Windows registry export format) the provider reads")
@@ -122,31 +114,13 @@ int Main(int argc, char** argv) {
   // Global options may also follow the command: "vdsctl list drives --json".
   app.fallthrough();
 
-  app.add_subcommand("provider", "Show the provider's properties");
-
-  CLI::App* list = app.add_subcommand("list", "List objects of one kind");
-  list->add_option("kind", args.listKind, "subsystems|controllers|ports|drives|luns|plexes|pools")
-      ->required()
-      ->check(CLI::IsMember(kListWords));
-  list->add_option("--subsystem", args.subsystem, "Only the objects of subsystem N")
-      ->check(CLI::NonNegativeNumber);
-
-  CLI::App* detail = app.add_subcommand("detail", "Show one object in full");
-  detail->add_option("kind", args.detailKind, "subsystem|controller|port|drive|lun|pool")
-      ->required()
-      ->check(CLI::IsMember(kDetailWords));
-  detail->add_option("index", args.detailIndex, "Number of the object, as the lists show it")
-      ->required()
-      ->check(CLI::NonNegativeNumber);
-  detail
-      ->add_option("--subsystem", args.subsystem,
-                   "Subsystem of a controller, port, drive or LUN (default 0)")
-      ->check(CLI::NonNegativeNumber);
-
-  CLI::App* shell = app.add_subcommand(
-      "shell", "Interactive session with DiskRAID's select/list/detail, or a script");
-  shell->add_option("--script", args.script, "Read the commands from FILE, not standard input")
-      ->type_name("FILE");
+  CommandTable commands;
+  AddProviderCommand(&app, &commands);
+  AddListCommand(&app, &commands);
+  AddDetailCommand(&app, &commands);
+  AddShellCommand(&app, &commands);
+  CLI::App* help = app.add_subcommand("help", "Show the commands, or one command's options");
+  help->add_option("command", args.helpTopic, "The command to describe");
 
   try {
     app.parse(argc, argv);
@@ -154,18 +128,36 @@ int Main(int argc, char** argv) {
     return app.exit(e);
   } catch (const CLI::CallForAllHelp& e) {
     return app.exit(e);
+  } catch (const CLI::CallForVersion& e) {
+    return app.exit(e);
   } catch (const CLI::ParseError& e) {
-    std::cerr << "vdsctl: " << e.what() << "\n" << kUsage;
+    return UsageError(app, e, argc, argv);
+  }
+  if (help->parsed()) {
+    // App::help() would describe the command given, which is "help" itself.
+    if (args.helpTopic.empty()) {
+      std::cout << app.get_formatter()->make_help(&app, "vdsctl", CLI::AppFormatMode::Normal);
+      return kExitOk;
+    }
+    for (const CLI::App* command : app.get_subcommands({})) {
+      if (CLI::detail::to_lower(args.helpTopic) == command->get_name()) {
+        std::cout << command->help("vdsctl");
+        return kExitOk;
+      }
+    }
+    std::cerr << "vdsctl: There is no command '" << args.helpTopic << "'.\n" << kUsage;
     return kExitBadArguments;
   }
+  const CommandTable::Entry* command = commands.Given();
   args.environment.simulate = simulate->count() > 0;
-  if (!args.timeout.empty() && app.got_subcommand("shell")) {
+  const bool shell = command->subcommand->get_name() == "shell";
+  if (!args.timeout.empty() && shell) {
     std::cerr << "vdsctl: --timeout bounds one-shot commands, not the shell\n" << kUsage;
     return kExitBadArguments;
   }
 
   ResultStream results;
-  Output output(args.json, !app.got_subcommand("shell"), results.Out(), std::cerr);
+  Output output(args.json, !shell, results.Out(), std::cerr);
   EnvironmentError envError;
   std::unique_ptr<RunEnvironment> environment =
       RunEnvironment::Prepare(args.environment, &envError);
@@ -201,11 +193,14 @@ int Main(int argc, char** argv) {
     return kExitServiceFailure;
   }
   Model model(host->Provider());
-  // The provider's own properties need no proxy.
-  ExitCode code = app.got_subcommand("provider")
-                      ? kExitOk
-                      : CheckSession(ReadSessionReport(providerLog.ReadRun()), &model, &output);
-  if (code == kExitOk) code = RunCommand(app, args, &model, &output, sink.Get());
+  Commands shared(&model, &output);
+  ExitCode code = command->needsProxy
+                      ? CheckSession(ReadSessionReport(providerLog.ReadRun()), &model, &output)
+                      : kExitOk;
+  if (code == kExitOk) {
+    CommandContext context{&model, &shared, &output, sink.Get(), isatty(STDIN_FILENO) != 0};
+    code = command->run(context);
+  }
   host.reset();
   watchdog.reset();
   return code;

@@ -420,6 +420,15 @@ CallResult Model::Plexes(std::optional<int> only, std::vector<PlexRow>* rows) {
 }
 
 CallResult Model::Pools(std::vector<PoolRow>* rows) {
+  // A pool belongs to the provider; it lies on the drives of one subsystem.
+  std::vector<Subsystem> subsystems;
+  if (CallResult error = SubsystemObjects(std::nullopt, &subsystems)) return error;
+  std::map<GUID, int> driveSubsystem;
+  for (const Subsystem& subsystem : subsystems) {
+    std::map<GUID, std::string> names;
+    if (CallResult error = DriveNames(subsystem.object.Get(), &names)) return error;
+    for (const auto& [id, name] : names) driveSubsystem[id] = subsystem.index;
+  }
   ComPtr<IVdsHwProviderStoragePools> poolProvider;
   if (CallResult error = Query(provider_, &poolProvider)) return error;
   std::vector<ComPtr<IVdsStoragePool>> pools;
@@ -439,6 +448,17 @@ CallResult Model::Pools(std::vector<PoolRow>* rows) {
     }
     row.pwszName = TakeText(std::exchange(row.prop.pwszName, nullptr));
     row.pwszDescription = TakeText(std::exchange(row.prop.pwszDescription, nullptr));
+    VDS_STORAGE_POOL_DRIVE_EXTENT* extents = nullptr;
+    LONG count = 0;
+    const HRESULT hr = pools[i]->QueryDriveExtents(&extents, &count);
+    if (extents != nullptr) {
+      for (LONG e = 0; SUCCEEDED(hr) && e < count && !row.subsystem; ++e) {
+        auto found = driveSubsystem.find(extents[e].id);
+        if (found != driveSubsystem.end()) row.subsystem = found->second;
+      }
+      CoTaskMemFree(extents);
+    }
+    if (CallResult error = Check(hr, "IVdsStoragePool::QueryDriveExtents")) return error;
     if (CallResult error =
             Check(pools[i]->GetAttributes(&row.attributes), "IVdsStoragePool::GetAttributes")) {
       return error;

@@ -44,7 +44,7 @@ ExitCode Shell::Execute(const std::string& line, bool* exit) {
     case Verb::kList:
       return List(*command.kind);
     case Verb::kSelect:
-      return command.index ? Select(command) : ShowSelection(*command.kind);
+      return command.object ? Select(command) : ShowSelection(*command.kind);
     case Verb::kDetail:
       return Detail(command.kind);
     case Verb::kRefresh:
@@ -108,7 +108,6 @@ ExitCode Shell::ScopeSubsystem(std::optional<int>* subsystem) {
 
 ExitCode Shell::Select(const ShellCommand& command) {
   const Kind kind = *command.kind;
-  const int index = *command.index;
   int subsystem = 0;
   if (KindIsPerSubsystem(kind)) {
     std::optional<int> scope;
@@ -119,15 +118,12 @@ ExitCode Shell::Select(const ShellCommand& command) {
     }
     subsystem = *scope;
   }
-  std::optional<GUID> id;
-  if (ExitCode code = commands_->FindId(kind, subsystem, index, &id)) return code;
-  if (!id) {
-    output_->Problem(NoSuchObjectText(kind, subsystem, index));
-    return kExitSyntax;
-  }
+  GUID id{};
+  int index = 0;
+  if (ExitCode code = commands_->Find(kind, subsystem, *command.object, &id, &index)) return code;
   if (kind == Kind::kSubsystem && Focus(kind) != id) {
     // The objects of the previous subsystem lose their focus with it.
-    for (Kind other : {Kind::kController, Kind::kPort, Kind::kDrive, Kind::kLun}) {
+    for (Kind other : {Kind::kController, Kind::kPort, Kind::kDrive, Kind::kLun, Kind::kPlex}) {
       Focus(other).reset();
     }
   }
@@ -136,7 +132,7 @@ ExitCode Shell::Select(const ShellCommand& command) {
   if (output_->Json()) {
     Json selected{{"kind", KindSingular(kind)}, {"index", index}};
     if (KindIsPerSubsystem(kind)) selected["subsystem"] = subsystem;
-    selected["id"] = GuidToString(*id);
+    selected["id"] = GuidToString(id);
     output_->Document(Json{{"selected", std::move(selected)}});
   } else {
     output_->Text(std::string(KindTitle(kind)) + " " + std::to_string(index) +
@@ -193,7 +189,7 @@ ExitCode Shell::Detail(std::optional<Kind> kind) {
     output_->Problem("There is no " + KindWord(*kind) + " selected.");
     return kExitSyntax;
   }
-  return commands_->Detail(*kind, subsystem.value_or(0), *index);
+  return commands_->Detail(*kind, subsystem.value_or(0), ObjectRef::Index(*index));
 }
 
 }  // namespace vdsctl

@@ -178,12 +178,14 @@ std::string ListText(const std::vector<PoolRow>& rows, const GUID& selected) {
                {"Status"},
                {"Health"},
                {"Total", Align::kRight},
-               {"Free", Align::kRight}});
+               {"Free", Align::kRight},
+               {"Subsystem", Align::kRight}});
   for (const PoolRow& row : rows) {
     table.AddRow(
         {Numbered("Pool", row.index), Show(row.pwszName), PoolTypeWord(row.prop.type),
          StatusWord(row.prop.status), HealthWord(row.prop.health),
-         HumanSize(row.prop.ullTotalManagedSpace), HumanSize(row.prop.ullRemainingFreeSpace)},
+         HumanSize(row.prop.ullTotalManagedSpace), HumanSize(row.prop.ullRemainingFreeSpace),
+         row.subsystem ? std::to_string(*row.subsystem) : "-"},
         row.prop.id == selected);
   }
   return table.Render();
@@ -315,7 +317,8 @@ std::string DetailText(const PoolRow& row) {
   const VDS_STORAGE_POOL_PROP& p = row.prop;
   const VDS_POOL_ATTRIBUTES& a = row.attributes;
   Detail detail(Numbered("Pool", row.index));
-  detail.Add("Name", Show(row.pwszName))
+  detail.Add("Subsystem", row.subsystem ? std::to_string(*row.subsystem) : "-")
+      .Add("Name", Show(row.pwszName))
       .Add("Description", Show(row.pwszDescription))
       .Add("Id", GuidToString(p.id))
       .Add("Type", PoolTypeWord(p.type))

@@ -1,0 +1,91 @@
+// provider, list, detail and shell on the command line.
+#include <unistd.h>
+
+#include <fstream>
+#include <iostream>
+#include <memory>
+
+#include "tools/vdsctl/one_shot.h"
+#include "tools/vdsctl/shell.h"
+
+namespace vdsctl {
+
+void AddProviderCommand(CLI::App* app, CommandTable* table) {
+  CLI::App* command = app->add_subcommand("provider", "Show the provider's properties");
+  table->Add(
+      command, [](CommandContext& context) { return context.commands->ShowProvider(); }, false);
+}
+
+void AddListCommand(CLI::App* app, CommandTable* table) {
+  struct Arguments {
+    std::string kind;
+    std::string subsystem;
+  };
+  auto args = std::make_shared<Arguments>();
+  CLI::App* command = app->add_subcommand("list", "List objects of one kind");
+  command->add_option("kind", args->kind, "subsystems|controllers|ports|drives|luns|plexes|pools")
+      ->required()
+      ->check(KindValidator());
+  AddSubsystemOption(command, &args->subsystem,
+                     "Only the objects of this subsystem: its number, name=TEXT, serial=TEXT, or "
+                     "its identification or name");
+  table->Add(command, [args](CommandContext& context) {
+    std::optional<int> subsystem;
+    if (ExitCode code = context.Subsystem(args->subsystem, &subsystem)) return code;
+    return context.commands->List(*ParseKind(args->kind), subsystem);
+  });
+}
+
+void AddDetailCommand(CLI::App* app, CommandTable* table) {
+  struct Arguments {
+    std::string kind;
+    std::string object;
+    std::string subsystem;
+  };
+  auto args = std::make_shared<Arguments>();
+  CLI::App* command = app->add_subcommand("detail", "Show one object in full");
+  command->add_option("kind", args->kind, "subsystem|controller|port|drive|lun|plex|pool")
+      ->required()
+      ->check(KindValidator());
+  command
+      ->add_option("object", args->object,
+                   "The object: its number as the lists show it, name=TEXT or serial=TEXT")
+      ->required();
+  AddSubsystemOption(command, &args->subsystem,
+                     "Subsystem of a controller, port, drive, LUN or plex (default 0)");
+  table->Add(command, [args](CommandContext& context) {
+    std::optional<int> subsystem;
+    if (ExitCode code = context.Subsystem(args->subsystem, &subsystem)) return code;
+    return context.commands->Detail(*ParseKind(args->kind), subsystem.value_or(0),
+                                    ParseObjectRef(args->object));
+  });
+}
+
+void AddShellCommand(CLI::App* app, CommandTable* table) {
+  auto script = std::make_shared<std::string>();
+  CLI::App* command = app->add_subcommand(
+      "shell", "Interactive session with DiskRAID's select/list/detail, or a script");
+  command->add_option("--script", *script, "Read the commands from FILE, not standard input")
+      ->type_name("FILE");
+  table->Add(command, [script](CommandContext& context) {
+    Output* output = context.output;
+    context.sink->SetHandler([output](const VDS_NOTIFICATION& n) { output->Notification(n); });
+    Shell shell(context.model, context.commands, output);
+    ExitCode code;
+    if (!script->empty()) {
+      std::ifstream in(*script);
+      if (!in) {
+        output->Problem("Cannot open the script " + *script + ".");
+        code = kExitFileError;
+      } else {
+        code = shell.Run(in, false);
+      }
+    } else {
+      code = shell.Run(std::cin, context.interactive);
+    }
+    context.sink->SetHandler(nullptr);
+    return code;
+  });
+}
+
+}  // namespace vdsctl
