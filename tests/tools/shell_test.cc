@@ -62,7 +62,8 @@ TEST_F(ShellTest, ListsOnlyTheSelectedSubsystem) {
 
 TEST_F(ShellTest, ABadSelectionEndsAScriptWithCode5) {
   EXPECT_EQ(RunScript("select subsystem 0\nselect drive 7\nlist drives\n"), kExitSyntax);
-  EXPECT_EQ(err_.str(), "There is no drive 7 in subsystem 0 (drive index must be a number from 0 to 2).\n");
+  EXPECT_EQ(err_.str(),
+            "There is no drive 7 in subsystem 0 (drive index must be a number from 0 to 2).\n");
   EXPECT_EQ(out_.str().find("Drive ###"), std::string::npos);
 
   EXPECT_EQ(RunScript("select lun 0\n"), kExitSyntax);
@@ -124,7 +125,8 @@ TEST_F(ShellTest, JsonModeWritesOneDocumentPerCommand) {
   EXPECT_EQ(documents[1]["selected"]["subsystem"], 0);
   EXPECT_EQ(documents[2]["controllers"].size(), 2u);
   EXPECT_EQ(documents[3]["controller"]["pwszFriendlyName"], "Controller B");
-  EXPECT_EQ(documents[4]["error"]["message"], "There is no drive 5 in subsystem 0 (drive index must be a number from 0 to 2).");
+  EXPECT_EQ(documents[4]["error"]["message"],
+            "There is no drive 5 in subsystem 0 (drive index must be a number from 0 to 2).");
 }
 
 TEST_F(ShellTest, SelectingAnotherSubsystemDropsTheFocusWithinTheOld) {

@@ -118,6 +118,7 @@ int Main(int argc, char** argv) {
   AddProviderCommand(&app, &commands);
   AddListCommand(&app, &commands);
   AddDetailCommand(&app, &commands);
+  AddHealthCommand(&app, &commands);
   AddShellCommand(&app, &commands);
   CLI::App* help = app.add_subcommand("help", "Show the commands, or one command's options");
   help->add_option("command", args.helpTopic, "The command to describe");

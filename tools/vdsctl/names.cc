@@ -47,6 +47,13 @@ constexpr Word kStatus[] = {
     {VDS_SSS_PARTIALLY_MANAGED, "Partially managed"},
 };
 
+constexpr Word kProviderType[] = {
+    {VDS_PT_UNKNOWN, "Unknown"},
+    {VDS_PT_SOFTWARE, "Software"},
+    {VDS_PT_HARDWARE, "Hardware"},
+    {VDS_PT_VIRTUALDISK, "Virtual disk"},
+};
+
 constexpr Word kTransition[] = {
     {VDS_TS_UNKNOWN, "Unknown"},           {VDS_TS_STABLE, "Stable"},
     {VDS_TS_EXTENDING, "Extending"},       {VDS_TS_SHRINKING, "Shrinking"},
@@ -157,6 +164,7 @@ constexpr NotificationWords kNotifications[] = {
 
 std::string HealthWord(VDS_HEALTH health) { return Lookup(kHealth, health); }
 std::string StatusWord(int32_t status) { return Lookup(kStatus, status); }
+std::string ProviderTypeWord(VDS_PROVIDER_TYPE type) { return Lookup(kProviderType, type); }
 std::string TransitionWord(VDS_TRANSITION_STATE state) { return Lookup(kTransition, state); }
 std::string LunTypeWord(VDS_LUN_TYPE type) { return Lookup(kLunType, type); }
 std::string PlexTypeWord(VDS_LUN_PLEX_TYPE type) { return Lookup(kPlexType, type); }

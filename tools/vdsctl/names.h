@@ -15,6 +15,8 @@ std::string HealthWord(VDS_HEALTH health);
 // their values (1 online, 4 offline, ...), so one table serves them all.
 std::string StatusWord(int32_t status);
 
+// "Hardware", "Software": the provider's type.
+std::string ProviderTypeWord(VDS_PROVIDER_TYPE type);
 std::string TransitionWord(VDS_TRANSITION_STATE state);
 std::string LunTypeWord(VDS_LUN_TYPE type);
 std::string PlexTypeWord(VDS_LUN_PLEX_TYPE type);

@@ -66,6 +66,7 @@ void AddProviderCommand(CLI::App* app, CommandTable* table);
 void AddListCommand(CLI::App* app, CommandTable* table);
 void AddDetailCommand(CLI::App* app, CommandTable* table);
 void AddShellCommand(CLI::App* app, CommandTable* table);
+void AddHealthCommand(CLI::App* app, CommandTable* table);
 
 }  // namespace vdsctl
 

@@ -1,10 +1,11 @@
-// provider, list, detail and shell on the command line.
+// provider, list, detail, health and shell on the command line.
 #include <unistd.h>
 
 #include <fstream>
 #include <iostream>
 #include <memory>
 
+#include "tools/vdsctl/health.h"
 #include "tools/vdsctl/one_shot.h"
 #include "tools/vdsctl/shell.h"
 
@@ -59,6 +60,15 @@ void AddDetailCommand(CLI::App* app, CommandTable* table) {
     return context.commands->Detail(*ParseKind(args->kind), subsystem.value_or(0),
                                     ParseObjectRef(args->object));
   });
+}
+
+void AddHealthCommand(CLI::App* app, CommandTable* table) {
+  CLI::App* command = app->add_subcommand(
+      "health",
+      "Every subsystem, controller, port, drive, LUN and pool that is not online and healthy; "
+      "exit 0 when there is none, 1 otherwise");
+  table->Add(command,
+             [](CommandContext& context) { return ShowHealth(context.model, context.output); });
 }
 
 void AddShellCommand(CLI::App* app, CommandTable* table) {

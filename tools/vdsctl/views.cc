@@ -198,7 +198,7 @@ std::string DetailText(const ProviderRow& row) {
       .Add("Version", Show(row.pwszVersion))
       .Add("Id", GuidToString(p.id))
       .Add("Version id", GuidToString(p.guidVersionId))
-      .Add("Type", p.type == VDS_PT_HARDWARE ? "Hardware" : std::to_string(p.type))
+      .Add("Type", ProviderTypeWord(p.type))
       .Add("Flags", Hex(p.ulFlags))
       .Add("Stripe size flags", Hex(p.ulStripeSizeFlags))
       .Add("Rebuild priority", std::to_string(p.sRebuildPriority))
