@@ -27,6 +27,16 @@ std::string BusTypeWord(VDS_STORAGE_BUS_TYPE type);
 // "Spare,Assigned": the set VDS_DF_* bits in words, in bit order; unknown bits as "0x..".
 std::string DriveFlagWords(ULONG flags);
 
+// Flags in words with the number beside them: "Spare, Standby (0x30)", "None (0x0)".
+std::string DriveFlagText(ULONG flags);
+std::string SubsystemFlagText(ULONG flags);
+std::string RaidFlagText(ULONG flags);  // ulSupportedRaidTypeFlags
+std::string LunFlagText(ULONG flags);
+std::string ProviderFlagText(ULONG flags);
+
+// "20:70:02:56:4c:05:00:01" for a WWN written as 16 hex digits; other text as it is.
+std::string WwnText(const std::string& text);
+
 // "VDS_E_OBJECT_NOT_FOUND", or "0x8004FFFF" for a code without a name.
 std::string HResultText(HRESULT hr);
 
