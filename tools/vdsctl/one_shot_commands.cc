@@ -4,9 +4,11 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <sstream>
 
 #include "tools/vdsctl/health.h"
 #include "tools/vdsctl/one_shot.h"
+#include "tools/vdsctl/script_text.h"
 #include "tools/vdsctl/shell.h"
 
 namespace vdsctl {
@@ -83,12 +85,19 @@ void AddShellCommand(CLI::App* app, CommandTable* table) {
     Shell shell(context.model, context.commands, output);
     ExitCode code;
     if (!script->empty()) {
-      std::ifstream in(*script);
+      std::ifstream in(*script, std::ios::binary);
+      std::ostringstream bytes;
+      bytes << in.rdbuf();
+      std::string text;
       if (!in) {
         output->Problem("Cannot open the script " + *script + ".");
         code = kExitFileError;
+      } else if (!DecodeScriptText(bytes.str(), &text)) {
+        output->Problem("The script " + *script + " is not UTF-8 or UTF-16 text.");
+        code = kExitFileError;
       } else {
-        code = shell.Run(in, false);
+        std::istringstream lines(text);
+        code = shell.Run(lines, false);
       }
     } else {
       code = shell.Run(std::cin, context.interactive);

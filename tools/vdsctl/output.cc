@@ -17,14 +17,23 @@ void Output::Document(const vdsctl::Json& document) {
   out_ << document.dump(pretty_ ? 2 : -1) << "\n" << std::flush;
 }
 
+void Output::SetScriptLine(int line) { scriptLine_ = line; }
+
+std::string Output::LinePrefix() const {
+  const int line = scriptLine_;
+  return line > 0 ? "line " + std::to_string(line) + ": " : "";
+}
+
 void Output::CallFailed(const CallError& error) {
   if (json_) {
-    Document(ErrorJson(error.hr, error.call));
+    vdsctl::Json document = ErrorJson(error.hr, error.call);
+    if (scriptLine_ > 0) document["error"]["line"] = scriptLine_.load();
+    Document(document);
     return;
   }
   std::lock_guard<std::mutex> lock(mutex_);
-  err_ << error.call << " failed: " << HResultText(error.hr) << " (" << HResultHex(error.hr)
-       << ").\n"
+  err_ << LinePrefix() << error.call << " failed: " << HResultText(error.hr) << " ("
+       << HResultHex(error.hr) << ").\n"
        << std::flush;
 }
 
@@ -34,10 +43,11 @@ void Output::Problem(const std::string& message, const vdsctl::Json& details) {
   if (json_) {
     vdsctl::Json error{{"message", message}};
     for (const auto& [name, value] : details.items()) error[name] = value;
+    if (scriptLine_ > 0) error["line"] = scriptLine_.load();
     Document(vdsctl::Json{{"error", std::move(error)}});
     return;
   }
-  Warning(message);
+  Warning(LinePrefix() + message);
 }
 
 void Output::Warning(const std::string& message) {

@@ -4,6 +4,7 @@
 #ifndef VELA_TOOLS_VDSCTL_OUTPUT_H_
 #define VELA_TOOLS_VDSCTL_OUTPUT_H_
 
+#include <atomic>
 #include <mutex>
 #include <ostream>
 #include <string>
@@ -41,9 +42,17 @@ class Output {
 
   void Notification(const VDS_NOTIFICATION& notification);
 
+  // While a script runs: the number of its line in progress. Problems and failed calls then
+  // begin with "line N: " (in JSON, carry "line": N). Zero: no line.
+  void SetScriptLine(int line);
+
  private:
+  // "line N: " or "".
+  std::string LinePrefix() const;
+
   const bool json_;
   const bool pretty_;
+  std::atomic<int> scriptLine_{0};
   std::mutex mutex_;
   std::ostream& out_;  // guarded by mutex_
   std::ostream& err_;  // guarded by mutex_

@@ -9,11 +9,15 @@ Shell::Shell(Model* model, Commands* commands, Output* output)
 
 ExitCode Shell::Run(std::istream& in, bool interactive) {
   std::string line;
-  for (;;) {
+  for (int number = 1;; ++number) {
     if (interactive) output_->Prompt("VDSCTL> ");
     if (!std::getline(in, line)) break;
+    // A script saved with a byte order mark: the mark is no part of its first command.
+    if (number == 1 && line.rfind("\xEF\xBB\xBF", 0) == 0) line.erase(0, 3);
     bool exit = false;
+    if (!interactive) output_->SetScriptLine(number);
     const ExitCode code = Execute(line, &exit);
+    output_->SetScriptLine(0);
     if (code != kExitOk && !interactive) return code;
     if (exit) break;
   }
