@@ -179,12 +179,17 @@ ExitCode Commands::List(Kind kind, std::optional<int> subsystem, const GUID& sel
       output_->CallFailed(*error);
       return kExitFatal;
     }
+    // A list made while the provider has lost its proxy shows the tree as it was.
+    const bool lost = output_->ConnectionLost();
     if (output_->Json()) {
       Json list = Json::array();
       for (const auto& row : rows) list.push_back(ToJson(row));
-      output_->Document(Json{{std::string(KindPlural(kind)), std::move(list)}});
+      Json document{{std::string(KindPlural(kind)), std::move(list)}};
+      if (lost) document["connection"] = "lost";
+      output_->Document(document);
     } else {
-      output_->Text(ListText(rows, selected));
+      output_->Text((lost ? "(Listed while the connection to the proxy is lost.)\n" : "") +
+                    ListText(rows, selected));
     }
     return kExitOk;
   });

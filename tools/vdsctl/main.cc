@@ -199,7 +199,8 @@ int Main(int argc, char** argv) {
                       ? CheckSession(ReadSessionReport(providerLog.ReadRun()), &model, &output)
                       : kExitOk;
   if (code == kExitOk) {
-    CommandContext context{&model, &shared, &output, sink.Get(), isatty(STDIN_FILENO) != 0};
+    CommandContext context{&model,     &shared,      &output,
+                           sink.Get(), &providerLog, isatty(STDIN_FILENO) != 0};
     code = command->run(context);
   }
   host.reset();

@@ -17,6 +17,7 @@
 #include "tools/vdsctl/loader.h"
 #include "tools/vdsctl/model.h"
 #include "tools/vdsctl/output.h"
+#include "tools/vdsctl/provider_log.h"
 
 namespace vdsctl {
 
@@ -26,6 +27,7 @@ struct CommandContext {
   Commands* commands;
   Output* output;
   AdviseSink* sink;
+  const ProviderLog* providerLog;
   bool interactive;  // standard input is a terminal
 
   // The subsystem a `--subsystem TEXT` option names (number, name=, serial=, identification or

@@ -1,11 +1,13 @@
 // provider, list, detail, health and shell on the command line.
 #include <unistd.h>
 
+#include <chrono>
 #include <fstream>
 #include <iostream>
 #include <memory>
 #include <sstream>
 
+#include "tools/vdsctl/connection_watch.h"
 #include "tools/vdsctl/health.h"
 #include "tools/vdsctl/one_shot.h"
 #include "tools/vdsctl/script_text.h"
@@ -83,6 +85,13 @@ void AddShellCommand(CLI::App* app, CommandTable* table) {
     Output* output = context.output;
     context.sink->SetHandler([output](const VDS_NOTIFICATION& n) { output->Notification(n); });
     Shell shell(context.model, context.commands, output);
+    shell.SetProviderLog(context.providerLog);
+    const std::string proxy = ProxyAddressText(ReadSessionReport(context.providerLog->ReadRun()));
+    ConnectionWatch watch(
+        context.providerLog->Path(), context.providerLog->Start(), std::chrono::milliseconds(100),
+        [output, proxy](ConnectionTracker::Change change) {
+          output->ConnectionChanged(change == ConnectionTracker::Change::kLost, proxy);
+        });
     ExitCode code;
     if (!script->empty()) {
       std::ifstream in(*script, std::ios::binary);

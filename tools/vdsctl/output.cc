@@ -17,6 +17,18 @@ void Output::Document(const vdsctl::Json& document) {
   out_ << document.dump(pretty_ ? 2 : -1) << "\n" << std::flush;
 }
 
+void Output::ConnectionChanged(bool lost, const std::string& proxy) {
+  connectionLost_ = lost;
+  if (json_) {
+    Document(
+        vdsctl::Json{{"connection", {{"proxy", proxy}, {"state", lost ? "lost" : "restored"}}}});
+  } else if (lost) {
+    Text("Connection to the proxy at " + proxy + " lost; what is listed may be out of date.\n");
+  } else {
+    Text("Connection to the proxy at " + proxy + " restored.\n");
+  }
+}
+
 void Output::SetScriptLine(int line) { scriptLine_ = line; }
 
 std::string Output::LinePrefix() const {

@@ -42,6 +42,11 @@ class Output {
 
   void Notification(const VDS_NOTIFICATION& notification);
 
+  // The shell's view of the provider's proxy session: a lost session is told once, and each
+  // list made while it is lost is marked.
+  void ConnectionChanged(bool lost, const std::string& proxy);
+  bool ConnectionLost() const { return connectionLost_; }
+
   // While a script runs: the number of its line in progress. Problems and failed calls then
   // begin with "line N: " (in JSON, carry "line": N). Zero: no line.
   void SetScriptLine(int line);
@@ -53,6 +58,7 @@ class Output {
   const bool json_;
   const bool pretty_;
   std::atomic<int> scriptLine_{0};
+  std::atomic<bool> connectionLost_{false};
   std::mutex mutex_;
   std::ostream& out_;  // guarded by mutex_
   std::ostream& err_;  // guarded by mutex_

@@ -134,6 +134,19 @@ std::string SessionFailureText(const SessionReport& report) {
          (detail.empty() ? "" : " (" + detail + ")") + ".";
 }
 
+std::string EmptyRefreshReason(std::string_view log) {
+  if (log.find("get_subsystems(VecSub) failed") != std::string_view::npos) {
+    return "the proxy did not give its list of subsystems";
+  }
+  const SessionReport report = ReadSessionReport(log);
+  if (report.state != SessionState::kUp) return "the provider manages no subsystem now";
+  if (report.listed == 0) return "the proxy lists no subsystems";
+  std::string text = "the proxy lists " + std::to_string(report.listed) + " subsystem" +
+                     (report.listed == 1 ? "" : "s") + "; none is managed by this provider";
+  if (report.skipped > 0) text += ": iSCSI-only subsystems are skipped";
+  return text;
+}
+
 ProviderLog::ProviderLog(std::string path) : path_(std::move(path)) {
   std::error_code ec;
   const auto size = std::filesystem::file_size(path_, ec);

@@ -47,6 +47,10 @@ std::string SessionCauseWords(const SessionReport& report);
 // connection refused." Empty when the session is up or the log says nothing.
 std::string SessionFailureText(const SessionReport& report);
 
+// Why a refresh left the provider without subsystems, from the lines it logged during the
+// refresh: "the proxy did not give its list of subsystems", ...
+std::string EmptyRefreshReason(std::string_view log);
+
 // The file the provider logs to and where this run's lines begin in it.
 class ProviderLog {
  public:
@@ -56,6 +60,9 @@ class ProviderLog {
 
   // This run's lines so far (empty without a file).
   std::string ReadRun() const;
+
+  const std::string& Path() const { return path_; }
+  uint64_t Start() const { return start_; }
 
  private:
   std::string path_;

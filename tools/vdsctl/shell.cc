@@ -1,5 +1,7 @@
 #include "tools/vdsctl/shell.h"
 
+#include <algorithm>
+#include <string_view>
 #include <vector>
 
 namespace vdsctl {
@@ -52,11 +54,7 @@ ExitCode Shell::Execute(const std::string& line, bool* exit) {
     case Verb::kDetail:
       return Detail(command.kind);
     case Verb::kRefresh:
-      if (CallResult failure = model_->Refresh()) {
-        output_->CallFailed(*failure);
-        return kExitFatal;
-      }
-      return Done("The provider has been refreshed.");
+      return Refresh();
     case Verb::kReenumerate: {
       CallResult failure;
       if (command.kind == Kind::kSubsystem) {
@@ -83,6 +81,22 @@ ExitCode Shell::Done(const std::string& what) {
   } else {
     output_->Text(what + "\n");
   }
+  return kExitOk;
+}
+
+ExitCode Shell::Refresh() {
+  const size_t logBefore = log_ != nullptr ? log_->ReadRun().size() : 0;
+  if (CallResult failure = model_->Refresh()) {
+    output_->CallFailed(*failure);
+    return kExitFatal;
+  }
+  if (ExitCode code = Done("The provider has been refreshed.")) return code;
+  std::vector<SubsystemRow> rows;
+  if (log_ == nullptr || model_->Subsystems(&rows) || !rows.empty()) return kExitOk;
+  const std::string log = log_->ReadRun();
+  output_->Warning(
+      "The refresh left the provider without subsystems: " +
+      EmptyRefreshReason(std::string_view(log).substr(std::min(logBefore, log.size()))) + ".");
   return kExitOk;
 }
 
