@@ -52,17 +52,5 @@ TEST_F(CliHealth, AFailedDriveAndAnOfflineControllerOneLineEach) {
   EXPECT_EQ(health["problems"][1]["healthName"], "failed");
 }
 
-// Scripts need no table of numbers: each enumerated member has its name beside it.
-TEST_F(CliHealth, EnumeratedMembersCarryTheirNames) {
-  const CliResult doc = runner_.Run({"--simulate=two-subsystems", "--json", "list", "luns"});
-  ASSERT_EQ(doc.exitCode, 0) << Describe(doc);
-  const json lun = json::parse(doc.out)["luns"][0];
-  EXPECT_EQ(lun["status"], 1);
-  EXPECT_EQ(lun["statusName"], "online");
-  EXPECT_EQ(lun["healthName"], "healthy");
-  EXPECT_EQ(lun["typeName"], "raid-5");
-  EXPECT_EQ(lun["TransitionStateName"], "stable");
-}
-
 }  // namespace
 }  // namespace vdsctl_test

@@ -160,67 +160,12 @@ CliResult CliSession::Finish() {
 }
 
 CliResult CliRunner::Run(const std::vector<std::string>& args, const std::string& input) const {
-  CliResult result;
-  int in[2], out[2], err[2];
-  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) {
-    return result;
-  }
-  std::vector<std::string> argv = {VDSCTL_BINARY};
-  argv.insert(argv.end(), args.begin(), args.end());
-  std::vector<std::string> envp = ChildEnvironment(dir_);
-  std::vector<char*> argvPointers = Pointers(argv);
-  std::vector<char*> envpPointers = Pointers(envp);
-
-  const pid_t pid = fork();
-  if (pid == 0) {
-    dup2(in[0], STDIN_FILENO);
-    dup2(out[1], STDOUT_FILENO);
-    dup2(err[1], STDERR_FILENO);
-    execve(argvPointers[0], argvPointers.data(), envpPointers.data());
-    _exit(127);
-  }
-  close(in[0]);
-  close(out[1]);
-  close(err[1]);
+  std::unique_ptr<CliSession> session = Start(args);
+  if (!session) return CliResult{};
   // Inputs are a few lines, well inside the pipe's buffer, so this write does not wait for the
   // child to read.
-  for (size_t done = 0; done < input.size();) {
-    const ssize_t n = write(in[1], input.data() + done, input.size() - done);
-    if (n <= 0) break;
-    done += static_cast<size_t>(n);
-  }
-  close(in[1]);
-
-  pollfd fds[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
-  std::string* sinks[2] = {&result.out, &result.err};
-  int open = 2;
-  while (open > 0) {
-    const int ready = poll(fds, 2, kHangLimitMs);
-    if (ready < 0 && errno == EINTR) continue;
-    if (ready <= 0) {
-      kill(pid, SIGKILL);
-      break;
-    }
-    for (int i = 0; i < 2; ++i) {
-      if (fds[i].fd < 0 || fds[i].revents == 0) continue;
-      char buffer[4096];
-      const ssize_t n = read(fds[i].fd, buffer, sizeof(buffer));
-      if (n > 0) {
-        sinks[i]->append(buffer, static_cast<size_t>(n));
-      } else {
-        close(fds[i].fd);
-        fds[i].fd = -1;
-        --open;
-      }
-    }
-  }
-  for (const pollfd& fd : fds) {
-    if (fd.fd >= 0) close(fd.fd);
-  }
-  int status = 0;
-  waitpid(pid, &status, 0);
-  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  return result;
+  session->Write(input);
+  return session->Finish();
 }
 
 }  // namespace vdsctl_test
