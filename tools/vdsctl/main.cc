@@ -34,13 +34,18 @@ struct Arguments {
   std::string helpTopic;
 };
 
+// The proxy's "ADDR:PORT", or null when the provider did not get as far as naming it.
+Json ProxyJson(const SessionReport& report) {
+  return report.address.empty() ? Json(nullptr) : Json(ProxyAddressText(report));
+}
+
 // A provider without its proxy session is loaded, offline and empty; that is a failure of the
 // service, not an empty result. A provider whose proxy lists only subsystems it skips says so.
 ExitCode CheckSession(const SessionReport& report, Model* model, Output* output) {
   const std::string failure = SessionFailureText(report);
   if (!failure.empty()) {
-    output->Problem(
-        failure, Json{{"proxy", ProxyAddressText(report)}, {"cause", SessionCauseWords(report)}});
+    output->Problem(failure,
+                    Json{{"proxy", ProxyJson(report)}, {"cause", SessionCauseWords(report)}});
     return kExitServiceFailure;
   }
   if (report.state != SessionState::kUp || report.listed == 0 || output->Json()) return kExitOk;
@@ -179,7 +184,7 @@ int Main(int argc, char** argv) {
       const SessionReport report = ReadSessionReport(providerLog.ReadRun());
       output.Problem("the proxy at " + ProxyAddressText(report) + " did not answer within " +
                          args.timeout + " s",
-                     Json{{"proxy", ProxyAddressText(report)}, {"cause", "no answer"}});
+                     Json{{"proxy", ProxyJson(report)}, {"cause", "no answer"}});
       environment->RemoveFiles();
       _exit(kExitServiceFailure);
     });
