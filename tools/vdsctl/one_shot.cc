@@ -22,12 +22,6 @@ const CommandTable::Entry* CommandTable::Given() const {
   return nullptr;
 }
 
-std::vector<std::string> CommandTable::Names() const {
-  std::vector<std::string> names;
-  for (const Entry& entry : entries_) names.push_back(entry.subcommand->get_name());
-  return names;
-}
-
 CLI::Validator KindValidator() {
   return CLI::Validator(
       [](std::string& word) -> std::string {

@@ -49,8 +49,6 @@ class CommandTable {
   };
   // The command given on the parsed command line, or null.
   const Entry* Given() const;
-  // The names of all commands, for suggestions.
-  std::vector<std::string> Names() const;
 
  private:
   std::vector<Entry> entries_;

@@ -39,8 +39,6 @@ class ResultStream {
   ResultStream& operator=(const ResultStream&) = delete;
 
   std::ostream& Out() { return out_; }
-  // The original standard output, for writes that must not take a lock (the time-out path).
-  int Fd() const { return fd_; }
 
  private:
   int fd_;
