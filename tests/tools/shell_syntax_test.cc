@@ -56,6 +56,7 @@ TEST(ShellSyntax, OtherVerbs) {
   EXPECT_EQ(Parse("det").verb, Verb::kDetail);
   EXPECT_EQ(Parse("detail pool").kind, Kind::kPool);
   EXPECT_EQ(Parse("refresh provider").verb, Verb::kRefresh);
+  EXPECT_EQ(Parse("HEALTH").verb, Verb::kHealth);
   EXPECT_EQ(Parse("reenumerate drives").kind, Kind::kDrive);
   EXPECT_EQ(Parse("reenum subsystems").kind, Kind::kSubsystem);
   EXPECT_EQ(Parse("?").verb, Verb::kHelp);

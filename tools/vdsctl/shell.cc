@@ -4,6 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/vdsctl/health.h"
+
 namespace vdsctl {
 
 Shell::Shell(Model* model, Commands* commands, Output* output)
@@ -55,6 +57,8 @@ ExitCode Shell::Execute(const std::string& line, bool* exit) {
       return Detail(command.kind);
     case Verb::kRefresh:
       return Refresh();
+    case Verb::kHealth:
+      return ShowHealth(model_, output_);
     case Verb::kReenumerate: {
       CallResult failure;
       if (command.kind == Kind::kSubsystem) {

@@ -32,6 +32,7 @@ constexpr VerbWord kVerbs[] = {
     {"detail", Verb::kDetail},
     {"refresh", Verb::kRefresh},
     {"reenumerate", Verb::kReenumerate},
+    {"health", Verb::kHealth},
     {"help", Verb::kHelp},
     {"exit", Verb::kExit},
     {"quit", Verb::kExit},
@@ -85,6 +86,7 @@ bool ParseShellLine(std::string_view line, ShellCommand* command, std::string* e
         return Fail(error, "Usage: reenumerate subsystems|drives");
       }
       return true;
+    case Verb::kHealth:
     case Verb::kHelp:
     case Verb::kExit:
     case Verb::kNone:
@@ -123,6 +125,7 @@ std::string ShellHelpText() {
          "refresh provider      have the provider read the arrays again\n"
          "reenumerate subsystems|drives\n"
          "                      have the provider look for new subsystems or drives\n"
+         "health                every object that is not online and healthy\n"
          "help                  show this text\n"
          "exit                  leave the shell\n";
 }

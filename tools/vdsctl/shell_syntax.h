@@ -13,7 +13,7 @@
 
 namespace vdsctl {
 
-enum class Verb { kNone, kList, kSelect, kDetail, kRefresh, kReenumerate, kHelp, kExit };
+enum class Verb { kNone, kList, kSelect, kDetail, kRefresh, kReenumerate, kHealth, kHelp, kExit };
 
 struct ShellCommand {
   Verb verb = Verb::kNone;  // kNone: an empty or comment line
@@ -23,7 +23,7 @@ struct ShellCommand {
 
 // Fills *command, or returns false and a one-line reason in *error. Forms:
 //   list KINDS | select KIND [N|name=TEXT|serial=TEXT] | detail [KIND] | refresh provider
-//   reenumerate subsystems|drives | help | exit | quit
+//   reenumerate subsystems|drives | health | help | exit | quit
 bool ParseShellLine(std::string_view line, ShellCommand* command, std::string* error);
 
 // The text that `help` prints.
