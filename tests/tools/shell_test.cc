@@ -136,5 +136,20 @@ TEST_F(ShellTest, SelectingAnotherSubsystemDropsTheFocusWithinTheOld) {
   EXPECT_EQ(err_.str(), "line 4: There is no drive selected.\n");
 }
 
+TEST(Output, ALineFromAnotherThreadGoesBelowTheWaitingPrompt) {
+  std::ostringstream out, err;
+  Output output(false, false, out, err);
+  output.Prompt("VDSCTL> ");
+  output.ConnectionChanged(true, "10.0.0.5:5000");
+  EXPECT_EQ(out.str(),
+            "VDSCTL> \nConnection to the proxy at 10.0.0.5:5000 lost; what is listed may be out of "
+            "date.\nVDSCTL> ");
+  output.PromptAnswered();
+  output.ConnectionChanged(false, "10.0.0.5:5000");
+  EXPECT_EQ(out.str().substr(out.str().rfind("VDSCTL> ") + 8),
+            "Connection to the proxy at 10.0.0.5:5000 restored.\n");
+  EXPECT_FALSE(output.ConnectionLost());
+}
+
 }  // namespace
 }  // namespace vdsctl

@@ -23,9 +23,10 @@ void Output::ConnectionChanged(bool lost, const std::string& proxy) {
     Document(
         vdsctl::Json{{"connection", {{"proxy", proxy}, {"state", lost ? "lost" : "restored"}}}});
   } else if (lost) {
-    Text("Connection to the proxy at " + proxy + " lost; what is listed may be out of date.\n");
+    Interjection("Connection to the proxy at " + proxy +
+                 " lost; what is listed may be out of date.\n");
   } else {
-    Text("Connection to the proxy at " + proxy + " restored.\n");
+    Interjection("Connection to the proxy at " + proxy + " restored.\n");
   }
 }
 
@@ -69,7 +70,22 @@ void Output::Warning(const std::string& message) {
 
 void Output::Prompt(const std::string& prompt) {
   std::lock_guard<std::mutex> lock(mutex_);
+  prompt_ = prompt;
   out_ << prompt << std::flush;
+}
+
+void Output::PromptAnswered() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  prompt_.clear();
+}
+
+void Output::Interjection(const std::string& text) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (prompt_.empty()) {
+    out_ << text << std::flush;
+  } else {
+    out_ << "\n" << text << prompt_ << std::flush;
+  }
 }
 
 void Output::Notification(const VDS_NOTIFICATION& notification) {
@@ -80,7 +96,7 @@ void Output::Notification(const VDS_NOTIFICATION& notification) {
                             {"id", GuidToString(notification.SubSystem.subSystemId)}}}});
     return;
   }
-  Text("Notification: " + NotificationText(notification) + "\n");
+  Interjection("Notification: " + NotificationText(notification) + "\n");
 }
 
 }  // namespace vdsctl

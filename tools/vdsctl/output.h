@@ -37,8 +37,10 @@ class Output {
   void Problem(const std::string& message, const vdsctl::Json& details);
   // A line on standard error in both modes: it is no result of the command.
   void Warning(const std::string& message);
-  // The prompt of the interactive shell, flushed without a line end.
+  // The prompt of the interactive shell, flushed without a line end. Until PromptAnswered, a
+  // notification or a connection line goes on a line of its own and the prompt is shown again.
   void Prompt(const std::string& prompt);
+  void PromptAnswered();
 
   void Notification(const VDS_NOTIFICATION& notification);
 
@@ -54,14 +56,17 @@ class Output {
  private:
   // "line N: " or "".
   std::string LinePrefix() const;
+  // Text that arrives on another thread: below a waiting prompt, which is shown again.
+  void Interjection(const std::string& text);
 
   const bool json_;
   const bool pretty_;
   std::atomic<int> scriptLine_{0};
   std::atomic<bool> connectionLost_{false};
   std::mutex mutex_;
-  std::ostream& out_;  // guarded by mutex_
-  std::ostream& err_;  // guarded by mutex_
+  std::ostream& out_;   // guarded by mutex_
+  std::string prompt_;  // the prompt waiting for its line, or empty; guarded by mutex_
+  std::ostream& err_;   // guarded by mutex_
 };
 
 }  // namespace vdsctl

@@ -15,7 +15,9 @@ ExitCode Shell::Run(std::istream& in, bool interactive) {
   std::string line;
   for (int number = 1;; ++number) {
     if (interactive) output_->Prompt("VDSCTL> ");
-    if (!std::getline(in, line)) break;
+    const bool read = static_cast<bool>(std::getline(in, line));
+    if (interactive) output_->PromptAnswered();
+    if (!read) break;
     // A script saved with a byte order mark: the mark is no part of its first command.
     if (number == 1 && line.rfind("\xEF\xBB\xBF", 0) == 0) line.erase(0, 3);
     bool exit = false;
