@@ -28,8 +28,19 @@ void Check(bool ok) {
   if (!ok) std::abort();
 }
 
+std::string Upper(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return text;
+}
+
+// Upper case changes the text of name= and serial= (the keys are read in any case).
 bool Same(const ShellCommand& a, const ShellCommand& b) {
-  return a.verb == b.verb && a.kind == b.kind && a.index == b.index;
+  if (a.verb != b.verb || a.kind != b.kind || a.object.has_value() != b.object.has_value()) {
+    return false;
+  }
+  if (!a.object) return true;
+  return a.object->by == b.object->by && a.object->index == b.object->index &&
+         Upper(a.object->text) == Upper(b.object->text);
 }
 
 void CheckLine(const std::string& line) {
@@ -41,19 +52,20 @@ void CheckLine(const std::string& line) {
   } else {
     switch (command.verb) {
       case Verb::kList:
-        Check(command.kind.has_value() && !command.index);
+        Check(command.kind.has_value() && !command.object);
         break;
       case Verb::kSelect:
-        Check(command.kind.has_value() && command.kind != Kind::kPlex);
+        Check(command.kind.has_value());
         break;
       case Verb::kReenumerate:
         Check(command.kind == Kind::kSubsystem || command.kind == Kind::kDrive);
         break;
       default:
-        Check(!command.index);
+        Check(!command.object);
         break;
     }
-    Check(!command.index || *command.index >= 0);
+    Check(!command.object || command.object->by != vdsctl::ObjectRef::By::kIndex ||
+          command.object->index >= 0);
   }
 
   std::string upper = line;

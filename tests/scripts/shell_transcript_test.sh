@@ -12,7 +12,7 @@ expected='VDSCTL> list controllers
 VDSCTL> select controller 0
 Controller 0 is now the selected controller.
 VDSCTL> bogus
-Unknown command: bogus
+Unknown command '"'"'bogus'"'"'.
 VDSCTL> select drive 3
 Drive 3 is now the selected drive.
 VDSCTL> exit'

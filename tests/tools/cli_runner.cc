@@ -69,18 +69,16 @@ std::string CliRunner::WriteFile(const std::string& name, const std::string& tex
   return path;
 }
 
-CliResult CliRunner::Run(const std::vector<std::string>& args, const std::string& input) const {
-  CliResult result;
+std::unique_ptr<CliSession> CliRunner::Start(const std::vector<std::string>& args) const {
   int in[2], out[2], err[2];
   if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) {
-    return result;
+    return nullptr;
   }
   std::vector<std::string> argv = {VDSCTL_BINARY};
   argv.insert(argv.end(), args.begin(), args.end());
   std::vector<std::string> envp = ChildEnvironment(dir_);
   std::vector<char*> argvPointers = Pointers(argv);
   std::vector<char*> envpPointers = Pointers(envp);
-
   const pid_t pid = fork();
   if (pid == 0) {
     dup2(in[0], STDIN_FILENO);
@@ -92,23 +90,51 @@ CliResult CliRunner::Run(const std::vector<std::string>& args, const std::string
   close(in[0]);
   close(out[1]);
   close(err[1]);
-  // Inputs are a few lines, well inside the pipe's buffer, so this write does not wait for the
-  // child to read.
-  for (size_t done = 0; done < input.size();) {
-    const ssize_t n = write(in[1], input.data() + done, input.size() - done);
+  return std::make_unique<CliSession>(pid, in[1], out[0], err[0]);
+}
+
+CliSession::~CliSession() { Finish(); }
+
+void CliSession::Write(const std::string& text) {
+  for (size_t done = 0; done < text.size();) {
+    const ssize_t n = write(in_, text.data() + done, text.size() - done);
     if (n <= 0) break;
     done += static_cast<size_t>(n);
   }
-  close(in[1]);
+}
 
-  pollfd fds[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
-  std::string* sinks[2] = {&result.out, &result.err};
+void CliSession::ReadAvailable(int timeoutMs) {
+  pollfd fds[2] = {{out_, POLLIN, 0}, {err_, POLLIN, 0}};
+  std::string* sinks[2] = {&result_.out, &result_.err};
+  if (poll(fds, 2, timeoutMs) <= 0) return;
+  for (int i = 0; i < 2; ++i) {
+    if (fds[i].fd < 0 || fds[i].revents == 0) continue;
+    char buffer[4096];
+    const ssize_t n = read(fds[i].fd, buffer, sizeof(buffer));
+    if (n > 0) sinks[i]->append(buffer, static_cast<size_t>(n));
+  }
+}
+
+bool CliSession::WaitFor(const std::string& text, int seconds) {
+  for (int waited = 0; waited < seconds * 10; ++waited) {
+    if (result_.out.find(text) != std::string::npos) return true;
+    ReadAvailable(100);
+  }
+  return result_.out.find(text) != std::string::npos;
+}
+
+CliResult CliSession::Finish() {
+  if (finished_) return result_;
+  finished_ = true;
+  close(in_);
+  pollfd fds[2] = {{out_, POLLIN, 0}, {err_, POLLIN, 0}};
+  std::string* sinks[2] = {&result_.out, &result_.err};
   int open = 2;
   while (open > 0) {
     const int ready = poll(fds, 2, kHangLimitMs);
     if (ready < 0 && errno == EINTR) continue;
     if (ready <= 0) {
-      kill(pid, SIGKILL);
+      kill(pid_, SIGKILL);
       break;
     }
     for (int i = 0; i < 2; ++i) {
@@ -128,9 +154,18 @@ CliResult CliRunner::Run(const std::vector<std::string>& args, const std::string
     if (fd.fd >= 0) close(fd.fd);
   }
   int status = 0;
-  waitpid(pid, &status, 0);
-  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  return result;
+  waitpid(pid_, &status, 0);
+  result_.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return result_;
+}
+
+CliResult CliRunner::Run(const std::vector<std::string>& args, const std::string& input) const {
+  std::unique_ptr<CliSession> session = Start(args);
+  if (!session) return CliResult{};
+  // Inputs are a few lines, well inside the pipe's buffer, so this write does not wait for the
+  // child to read.
+  session->Write(input);
+  return session->Finish();
 }
 
 }  // namespace vdsctl_test

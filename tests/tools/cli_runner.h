@@ -3,6 +3,7 @@
 #ifndef VELA_TESTS_TOOLS_CLI_RUNNER_H_
 #define VELA_TESTS_TOOLS_CLI_RUNNER_H_
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,29 @@ struct CliResult {
   std::string err;
 };
 
+// A vdsctl that runs while the test talks to it through its standard input.
+class CliSession {
+ public:
+  CliSession(int pid, int in, int out, int err) : pid_(pid), in_(in), out_(out), err_(err) {}
+  ~CliSession();  // closes the input and waits for the end
+  CliSession(const CliSession&) = delete;
+  CliSession& operator=(const CliSession&) = delete;
+
+  void Write(const std::string& text);
+  // Reads standard output until it holds `text` (true) or `seconds` of real time pass (false).
+  bool WaitFor(const std::string& text, int seconds);
+  // Closes the input and collects the rest and the exit status.
+  CliResult Finish();
+
+ private:
+  void ReadAvailable(int timeoutMs);
+
+  int pid_;
+  int in_, out_, err_;
+  CliResult result_;
+  bool finished_ = false;
+};
+
 class CliRunner {
  public:
   CliRunner();   // makes the scratch folder
@@ -23,6 +47,9 @@ class CliRunner {
 
   // vdsctl with `args`, `input` on its standard input.
   CliResult Run(const std::vector<std::string>& args, const std::string& input = "") const;
+
+  // vdsctl with `args`, its standard input kept open for the session.
+  std::unique_ptr<CliSession> Start(const std::vector<std::string>& args) const;
 
   // Writes a file into the scratch folder and gives its path.
   std::string WriteFile(const std::string& name, const std::string& text) const;

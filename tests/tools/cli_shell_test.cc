@@ -3,6 +3,8 @@
 
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <utility>
+#include <vector>
 
 #include "tests/tools/cli_runner.h"
 
@@ -47,7 +49,7 @@ TEST_F(CliShell, ABadSelectionStopsTheScriptWithExitCode5) {
                                        "select lun 4096\n"
                                        "list luns\n");
   EXPECT_EQ(result.exitCode, 5) << Describe(result);
-  EXPECT_EQ(result.err, "There is no LUN 4096 in subsystem 0.\n");
+  EXPECT_EQ(result.err, "line 2: There is no LUN 4096 in subsystem 0 (subsystem 0 has no LUNs).\n");
   EXPECT_EQ(result.out.find("LUN ###"), std::string::npos) << Describe(result);
 
   const CliResult syntax = runner_.Run({"--simulate", "shell"}, "list gizmos\n");
@@ -80,6 +82,44 @@ TEST_F(CliShell, ScriptFileInJsonModeRefreshesAndReenumerates) {
   EXPECT_EQ(documents[4]["selected"]["kind"], "pool");
   EXPECT_FALSE(documents[5]["pools"].empty());
   EXPECT_TRUE(documents[6]["help"].is_string());
+}
+
+// Scripts as editors on Windows save them: with a byte order mark, in UTF-8 or UTF-16.
+TEST_F(CliShell, ScriptsWithAByteOrderMarkAndInUtf16) {
+  const std::string commands = "select subsystem 0\r\nselect drive 99\r\n";
+  std::string utf16le = "\xFF\xFE";
+  std::string utf16be = "\xFE\xFF";
+  for (char c : commands) {
+    utf16le += std::string{c, '\0'};
+    utf16be += std::string{'\0', c};
+  }
+  for (const auto& [name, bytes] :
+       std::vector<std::pair<std::string, std::string>>{{"utf8.txt", "\xEF\xBB\xBF" + commands},
+                                                        {"utf16le.txt", utf16le},
+                                                        {"utf16be.txt", utf16be}}) {
+    SCOPED_TRACE(name);
+    const CliResult result =
+        runner_.Run({"--simulate", "shell", "--script", runner_.WriteFile(name, bytes)});
+    EXPECT_EQ(result.exitCode, 5) << Describe(result);
+    EXPECT_EQ(result.out, "Subsystem 0 is now the selected subsystem.\n") << Describe(result);
+    EXPECT_EQ(result.err.rfind("line 2: There is no drive 99 in subsystem 0", 0), 0u)
+        << Describe(result);
+  }
+  const CliResult odd =
+      runner_.Run({"--simulate", "shell", "--script", runner_.WriteFile("odd.txt", "\xFF\xFEs")});
+  EXPECT_EQ(odd.exitCode, 3) << Describe(odd);
+}
+
+TEST_F(CliShell, PlexesAreSelectedAndDetailedLikeTheOtherKinds) {
+  const CliResult result = runner_.Run({"--simulate=two-subsystems", "shell"},
+                                       "select subsystem name=sim-array-south\n"
+                                       "select plex 0\n"
+                                       "detail\n"
+                                       "select lun name=south_db\n");
+  ASSERT_EQ(result.exitCode, 0) << Describe(result);
+  EXPECT_NE(result.out.find("Plex 0 is now the selected plex.\n"), std::string::npos);
+  EXPECT_NE(result.out.find("\nPlex 0\n\n  Subsystem "), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("LUN 0 is now the selected LUN.\n"), std::string::npos);
 }
 
 }  // namespace

@@ -57,7 +57,8 @@ HRESULT HandOut(std::vector<ComPtr<IUnknown>> items, IEnumVdsObject** list) {
 
 class FakePlex : public ComObject<IVdsLunPlex> {
  public:
-  FakePlex(uint32_t number, VDS_LUN_PLEX_TYPE type) {
+  // The plex lies on drive `drive` of the first subsystem.
+  FakePlex(uint32_t number, VDS_LUN_PLEX_TYPE type, uint32_t drive) : drive_(drive) {
     prop_.id = TestId(number, kPlexTag);
     prop_.ullSize = 10ull << 30;
     prop_.type = type;
@@ -70,20 +71,28 @@ class FakePlex : public ComObject<IVdsLunPlex> {
     return S_OK;
   }
   HRESULT GetLun(IVdsLun**) override { return E_NOTIMPL; }
-  HRESULT QueryExtents(VDS_DRIVE_EXTENT**, LONG*) override { return E_NOTIMPL; }
+  HRESULT QueryExtents(VDS_DRIVE_EXTENT** extents, LONG* count) override {
+    *extents = static_cast<VDS_DRIVE_EXTENT*>(CoTaskMemAlloc(sizeof(VDS_DRIVE_EXTENT)));
+    **extents = VDS_DRIVE_EXTENT{TestId(drive_, kDriveTag), prop_.id, prop_.ullSize, TRUE};
+    *count = 1;
+    return S_OK;
+  }
   HRESULT QueryHints(VDS_HINTS*) override { return E_NOTIMPL; }
   HRESULT ApplyHints(VDS_HINTS*) override { return E_NOTIMPL; }
 
  private:
   ~FakePlex() override = default;
   VDS_LUN_PLEX_PROP prop_{};
+  uint32_t drive_;
 };
 
 class FakeLun : public ComObject<IVdsLun> {
  public:
   FakeLun(uint32_t number, int plexCount) : number_(number) {
     for (int i = 0; i < plexCount; ++i) {
-      plexes_.emplace_back(new FakePlex(number * 10 + i, VDS_LPT_RAID5));
+      // Later plexes lie on lower drives, against the list order.
+      plexes_.emplace_back(
+          new FakePlex(number * 10 + i, VDS_LPT_RAID5, static_cast<uint32_t>(plexCount - i)));
     }
   }
   HRESULT GetProperties(VDS_LUN_PROP* prop) override {
@@ -134,6 +143,7 @@ class FakeDrive : public ComObject<IVdsDrive, IVdsDrive2> {
     prop->id = TestId(number_, kDriveTag);
     prop->ullSize = 100ull << 30;
     prop->pwszFriendlyName = Dup("Drive serial " + std::to_string(number_));
+    prop->pwszIdentification = Dup("DRV-" + std::to_string(number_));
     prop->status = VDS_DRS_ONLINE;
     prop->health = VDS_H_HEALTHY;
     prop->sSlotNumber = slot_;
@@ -166,6 +176,9 @@ class FakePort : public ComObject<IVdsControllerPort> {
     *prop = VDS_PORT_PROP{};
     prop->id = TestId(number_, kPortTag);
     prop->pwszFriendlyName = Dup("Port " + std::to_string(number_));
+    // Against the list order within a controller, so that the numbering has to sort.
+    prop->pwszIdentification =
+        Dup("P" + std::to_string(number_ / 10) + "-" + std::to_string(9 - number_ % 10));
     prop->status = VDS_PRS_ONLINE;
     return S_OK;
   }
@@ -293,7 +306,14 @@ class FakePool : public ComObject<IVdsStoragePool> {
     attributes->pPoolCustomAttributes[0] = {Dup("Owner"), nullptr};
     return S_OK;
   }
-  HRESULT QueryDriveExtents(VDS_STORAGE_POOL_DRIVE_EXTENT**, LONG*) override { return E_NOTIMPL; }
+  // Pool 0 lies on the drive of the second subsystem, pool 1 on the first drive of the first.
+  HRESULT QueryDriveExtents(VDS_STORAGE_POOL_DRIVE_EXTENT** extents, LONG* count) override {
+    *extents = static_cast<VDS_STORAGE_POOL_DRIVE_EXTENT*>(
+        CoTaskMemAlloc(sizeof(VDS_STORAGE_POOL_DRIVE_EXTENT)));
+    **extents = {TestId(number_ == 0 ? 3 : 0, kDriveTag), 1ull << 30, TRUE};
+    *count = 1;
+    return S_OK;
+  }
   HRESULT QueryAllocatedLuns(IEnumVdsObject**) override { return E_NOTIMPL; }
   HRESULT QueryAllocatedStoragePools(IEnumVdsObject**) override { return E_NOTIMPL; }
 

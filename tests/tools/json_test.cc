@@ -30,11 +30,11 @@ TEST(Json, DriveCarriesTheProp2MembersInOrderAndItsExtents) {
   row.extents.push_back({kDriveId, GUID_NULL, 2 << 20, FALSE});
 
   const Json json = ToJson(row);
-  EXPECT_EQ(Keys(json),
-            (std::vector<std::string>{"index", "subsystem", "id", "ullSize", "pwszFriendlyName",
-                                      "pwszIdentification", "ulFlags", "status", "health",
-                                      "sInternalBusNumber", "sSlotNumber", "ulEnclosureNumber",
-                                      "busType", "ulSpindleSpeed", "extents"}));
+  EXPECT_EQ(Keys(json), (std::vector<std::string>{
+                            "index", "subsystem", "id", "ullSize", "pwszFriendlyName",
+                            "pwszIdentification", "ulFlags", "status", "statusName", "health",
+                            "healthName", "sInternalBusNumber", "sSlotNumber", "ulEnclosureNumber",
+                            "busType", "busTypeName", "ulSpindleSpeed", "extents"}));
   EXPECT_EQ(json["index"], 3);
   EXPECT_EQ(json["subsystem"], 1);
   EXPECT_EQ(json["id"], "{01020304-0506-0708-090A-0B0C0D0E0FA0}");
@@ -43,6 +43,8 @@ TEST(Json, DriveCarriesTheProp2MembersInOrderAndItsExtents) {
   EXPECT_TRUE(json["pwszIdentification"].is_null());
   EXPECT_EQ(json["status"], 1);
   EXPECT_EQ(json["busType"], 0xa);
+  EXPECT_EQ(json["busTypeName"], "sas");
+  EXPECT_EQ(json["statusName"], "online");
   ASSERT_EQ(json["extents"].size(), 2u);
   EXPECT_EQ(Keys(json["extents"][0]),
             (std::vector<std::string>{"id", "LunId", "ullSize", "bUsed"}));
@@ -58,11 +60,16 @@ TEST(Json, LunListsItsPlexIds) {
   row.pwszUnmaskingList = "*";
   row.plexes = {kDriveId};
   const Json json = ToJson(row);
-  EXPECT_EQ(Keys(json), (std::vector<std::string>{
-                            "index", "subsystem", "id", "ullSize", "pwszFriendlyName",
-                            "pwszIdentification", "pwszUnmaskingList", "ulFlags", "type", "status",
-                            "health", "TransitionState", "sRebuildPriority", "plexes"}));
+  EXPECT_EQ(
+      Keys(json),
+      (std::vector<std::string>{
+          "index", "subsystem", "id", "ullSize", "pwszFriendlyName", "pwszIdentification",
+          "pwszUnmaskingList", "ulFlags", "type", "typeName", "status", "statusName", "health",
+          "healthName", "TransitionState", "TransitionStateName", "sRebuildPriority", "plexes"}));
   EXPECT_EQ(json["type"], 18);
+  EXPECT_EQ(json["typeName"], "raid-5");
+  // A value without a word.
+  EXPECT_EQ(json["statusName"], "unknown");
   EXPECT_EQ(json["pwszUnmaskingList"], "*");
   EXPECT_EQ(json["plexes"], Json::array({"{01020304-0506-0708-090A-0B0C0D0E0FA0}"}));
 }
@@ -75,7 +82,7 @@ TEST(Json, SubsystemUsesProp2AndHasNoSubsystemMember) {
   EXPECT_FALSE(json.contains("subsystem"));
   EXPECT_EQ(json["ulSupportedRaidTypeFlags"], 0x91A);
   EXPECT_EQ(json["ulNumberOfEnclosures"], 2);
-  EXPECT_EQ(json.size(), 14u);
+  EXPECT_EQ(json.size(), 16u);
 }
 
 TEST(Json, PoolAddsItsAttributesWithCustomPairs) {
@@ -87,7 +94,8 @@ TEST(Json, PoolAddsItsAttributesWithCustomPairs) {
   row.attributes.raidType = VDS_RT_RAID5;
   row.customAttributes.push_back({"Owner", std::nullopt});
   const Json json = ToJson(row);
-  EXPECT_FALSE(json.contains("subsystem"));
+  // A pool without drives lies on no subsystem.
+  EXPECT_TRUE(json["subsystem"].is_null());
   EXPECT_EQ(json["pwszName"], "Vdisk A");
   EXPECT_TRUE(json["pwszDescription"].is_null());
   EXPECT_EQ(json["ullTotalManagedSpace"], 1ull << 40);
@@ -97,7 +105,8 @@ TEST(Json, PoolAddsItsAttributesWithCustomPairs) {
   EXPECT_TRUE(attributes["pwszIntendedUsage"].is_null());
   EXPECT_EQ(attributes["pPoolCustomAttributes"],
             Json::parse(R"([{"pwszName":"Owner","pwszValue":null}])"));
-  EXPECT_EQ(attributes.size(), 38u);
+  EXPECT_EQ(attributes["raidTypeName"], "raid-5");
+  EXPECT_EQ(attributes.size(), 40u);
 }
 
 TEST(Json, OtherKindsCarryTheirMembers) {
@@ -105,20 +114,22 @@ TEST(Json, OtherKindsCarryTheirMembers) {
   controller.prop.sNumberOfPorts = 4;
   EXPECT_EQ(Keys(ToJson(controller)),
             (std::vector<std::string>{"index", "subsystem", "id", "pwszFriendlyName",
-                                      "pwszIdentification", "status", "health", "sNumberOfPorts"}));
+                                      "pwszIdentification", "status", "statusName", "health",
+                                      "healthName", "sNumberOfPorts"}));
   PortRow port;
   port.controller = 1;
   EXPECT_EQ(ToJson(port)["controller"], 1);
-  EXPECT_EQ(ToJson(port).size(), 7u);
+  EXPECT_EQ(ToJson(port).size(), 8u);
   PlexRow plex;
   plex.prop.ulStripeSize = 65536;
   EXPECT_EQ(ToJson(plex)["ulStripeSize"], 65536);
-  EXPECT_EQ(ToJson(plex).size(), 12u);
+  EXPECT_EQ(ToJson(plex).size(), 16u);
   ProviderRow provider;
   provider.pwszName = "Name";
-  EXPECT_EQ(Keys(ToJson(provider)),
-            (std::vector<std::string>{"id", "pwszName", "guidVersionId", "pwszVersion", "type",
-                                      "ulFlags", "ulStripeSizeFlags", "sRebuildPriority"}));
+  EXPECT_EQ(
+      Keys(ToJson(provider)),
+      (std::vector<std::string>{"id", "pwszName", "guidVersionId", "pwszVersion", "type",
+                                "typeName", "ulFlags", "ulStripeSizeFlags", "sRebuildPriority"}));
 }
 
 TEST(Json, ErrorNamesTheCodeAndTheCall) {

@@ -29,7 +29,7 @@ TEST_F(ModelTest, NumbersObjectsWithinTheirSubsystem) {
   EXPECT_EQ(drives[3].subsystem, 1);
   EXPECT_EQ(drives[3].prop.id, TestId(3, vdsctl_test::kDriveTag));
   EXPECT_EQ(drives[0].pwszFriendlyName, "Drive serial 0");
-  EXPECT_EQ(drives[0].pwszIdentification, std::nullopt);
+  EXPECT_EQ(drives[0].pwszIdentification, "DRV-0");
   EXPECT_EQ(drives[0].prop.pwszFriendlyName, nullptr);
   ASSERT_EQ(drives[0].extents.size(), 2u);
   EXPECT_EQ(drives[0].extents[1].ullSize, 70ull << 30);
@@ -40,25 +40,30 @@ TEST_F(ModelTest, NumbersObjectsWithinTheirSubsystem) {
   EXPECT_EQ(second[0].subsystem, 1);
 }
 
-TEST_F(ModelTest, PortsCountAcrossControllersAndPlexesAcrossLuns) {
+// Ports and plexes come in the order of fresh ids; they are numbered by what stays.
+TEST_F(ModelTest, PortsAndPlexesAreNumberedByTheirIdentification) {
   std::vector<PortRow> ports;
   ASSERT_FALSE(model_.Ports(0, &ports));
   ASSERT_EQ(ports.size(), 4u);
+  EXPECT_EQ(ports[0].pwszFriendlyName, "Port 1");
   EXPECT_EQ(ports[3].index, 3);
   EXPECT_EQ(ports[3].controller, 1);
-  EXPECT_EQ(ports[3].pwszFriendlyName, "Port 11");
+  EXPECT_EQ(ports[3].pwszFriendlyName, "Port 10");
 
   std::vector<PlexRow> plexes;
   ASSERT_FALSE(model_.Plexes(std::nullopt, &plexes));
   ASSERT_EQ(plexes.size(), 3u);
   EXPECT_EQ(plexes[2].index, 2);
   EXPECT_EQ(plexes[2].lun, 1);
+  // The plexes of LUN 1 by the identification of their drives.
+  EXPECT_EQ(plexes[1].prop.id, TestId(11, vdsctl_test::kPlexTag));
+  EXPECT_EQ(plexes[2].prop.id, TestId(10, vdsctl_test::kPlexTag));
 
   std::vector<LunRow> luns;
   ASSERT_FALSE(model_.Luns(std::nullopt, &luns));
   ASSERT_EQ(luns.size(), 2u);
-  EXPECT_EQ(luns[1].plexes, (std::vector<GUID>{TestId(10, vdsctl_test::kPlexTag),
-                                               TestId(11, vdsctl_test::kPlexTag)}));
+  EXPECT_EQ(luns[1].plexes, (std::vector<GUID>{TestId(11, vdsctl_test::kPlexTag),
+                                               TestId(10, vdsctl_test::kPlexTag)}));
   EXPECT_EQ(luns[1].pwszUnmaskingList, "*");
 }
 

@@ -34,12 +34,21 @@ TEST(ShellSyntax, SelectTakesAKindAndAnOptionalNumber) {
   ShellCommand command = Parse("  SELECT lun 5 ");
   EXPECT_EQ(command.verb, Verb::kSelect);
   EXPECT_EQ(command.kind, Kind::kLun);
-  EXPECT_EQ(command.index, 5);
+  ASSERT_TRUE(command.object);
+  EXPECT_EQ(command.object->by, ObjectRef::By::kIndex);
+  EXPECT_EQ(command.object->index, 5);
 
   command = Parse("sel sub");
   EXPECT_EQ(command.verb, Verb::kSelect);
   EXPECT_EQ(command.kind, Kind::kSubsystem);
-  EXPECT_EQ(command.index, std::nullopt);
+  EXPECT_FALSE(command.object);
+
+  // A name may hold blanks: the rest of the line, without its trailing blanks.
+  command = Parse("select lun name=north data  ");
+  ASSERT_TRUE(command.object);
+  EXPECT_EQ(command.object->by, ObjectRef::By::kName);
+  EXPECT_EQ(command.object->text, "north data");
+  EXPECT_EQ(Parse("select plex 0").kind, Kind::kPlex);
 }
 
 TEST(ShellSyntax, OtherVerbs) {
@@ -47,6 +56,7 @@ TEST(ShellSyntax, OtherVerbs) {
   EXPECT_EQ(Parse("det").verb, Verb::kDetail);
   EXPECT_EQ(Parse("detail pool").kind, Kind::kPool);
   EXPECT_EQ(Parse("refresh provider").verb, Verb::kRefresh);
+  EXPECT_EQ(Parse("HEALTH").verb, Verb::kHealth);
   EXPECT_EQ(Parse("reenumerate drives").kind, Kind::kDrive);
   EXPECT_EQ(Parse("reenum subsystems").kind, Kind::kSubsystem);
   EXPECT_EQ(Parse("?").verb, Verb::kHelp);
@@ -62,16 +72,18 @@ TEST(ShellSyntax, BlankAndCommentLinesDoNothing) {
 }
 
 TEST(ShellSyntax, RefusesMalformedLines) {
-  EXPECT_EQ(ParseError("frobnicate"), "Unknown command: frobnicate");
+  EXPECT_EQ(ParseError("frobnicate"), "Unknown command 'frobnicate'.");
+  EXPECT_EQ(ParseError("lst drives"), "Unknown command 'lst'. Did you mean 'list'?");
   EXPECT_EQ(ParseError("list"), "The object type is missing.");
-  EXPECT_EQ(ParseError("list gizmos"), "Unknown object type: gizmos");
-  EXPECT_EQ(ParseError("select lun -1"), "Not an object number: -1");
-  EXPECT_EQ(ParseError("select lun 99999999999"), "Not an object number: 99999999999");
-  EXPECT_EQ(ParseError("select lun 1x"), "Not an object number: 1x");
-  EXPECT_EQ(ParseError("select lun 1 2"), "Too many arguments: 2");
+  EXPECT_EQ(ParseError("list gizmos"), "Unknown object type 'gizmos'.");
+  EXPECT_EQ(ParseError("list drvies"), "Unknown object type 'drvies'. Did you mean 'drives'?");
+  const std::string notAnObject = "Not an object number, name=TEXT or serial=TEXT: ";
+  EXPECT_EQ(ParseError("select lun -1"), notAnObject + "-1");
+  EXPECT_EQ(ParseError("select lun 99999999999"), notAnObject + "99999999999");
+  EXPECT_EQ(ParseError("select lun 1x"), notAnObject + "1x");
+  EXPECT_EQ(ParseError("select lun 1 2"), notAnObject + "1 2");
   EXPECT_EQ(ParseError("list luns 2"), "Too many arguments: 2");
   EXPECT_EQ(ParseError("exit now"), "Too many arguments: now");
-  EXPECT_EQ(ParseError("select plex 0"), "Plexes cannot be selected.");
   EXPECT_EQ(ParseError("refresh"), "Usage: refresh provider");
   EXPECT_EQ(ParseError("reenumerate luns"), "Usage: reenumerate subsystems|drives");
 }

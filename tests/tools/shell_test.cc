@@ -62,20 +62,22 @@ TEST_F(ShellTest, ListsOnlyTheSelectedSubsystem) {
 
 TEST_F(ShellTest, ABadSelectionEndsAScriptWithCode5) {
   EXPECT_EQ(RunScript("select subsystem 0\nselect drive 7\nlist drives\n"), kExitSyntax);
-  EXPECT_EQ(err_.str(), "There is no drive 7 in subsystem 0.\n");
+  EXPECT_EQ(err_.str(),
+            "line 2: There is no drive 7 in subsystem 0 (drive index must be a number from 0 to "
+            "2).\n");
   EXPECT_EQ(out_.str().find("Drive ###"), std::string::npos);
 
   EXPECT_EQ(RunScript("select lun 0\n"), kExitSyntax);
-  EXPECT_EQ(err_.str(), "There is no subsystem selected.\n");
+  EXPECT_EQ(err_.str(), "line 1: There is no subsystem selected.\n");
 
   EXPECT_EQ(RunScript("detail\n"), kExitSyntax);
-  EXPECT_EQ(err_.str(), "There is no object selected.\n");
+  EXPECT_EQ(err_.str(), "line 1: There is no object selected.\n");
 
   EXPECT_EQ(RunScript("select pool 2\n"), kExitSyntax);
-  EXPECT_EQ(err_.str(), "There is no pool 2.\n");
+  EXPECT_EQ(err_.str(), "line 1: There is no pool 2 (pool index must be a number from 0 to 1).\n");
 
   EXPECT_EQ(RunScript("selcet lun 0\n"), kExitSyntax);
-  EXPECT_EQ(err_.str(), "Unknown command: selcet\n");
+  EXPECT_EQ(err_.str(), "line 1: Unknown command 'selcet'. Did you mean 'select'?\n");
 }
 
 TEST_F(ShellTest, InteractiveSessionsGoOnAfterErrors) {
@@ -91,13 +93,13 @@ TEST_F(ShellTest, AFailedCallEndsAScriptWithCode1) {
   settings_.poolsResult = VDS_E_NOT_SUPPORTED;
   EXPECT_EQ(RunScript("list pools\nlist drives\n"), kExitFatal);
   EXPECT_EQ(err_.str(),
-            "IVdsHwProviderStoragePools::QueryStoragePools failed: VDS_E_NOT_SUPPORTED "
+            "line 1: IVdsHwProviderStoragePools::QueryStoragePools failed: VDS_E_NOT_SUPPORTED "
             "(0x80042400).\n");
 
   settings_.refreshResult = VDS_E_INTERNAL_ERROR;
   EXPECT_EQ(RunScript("refresh provider\n", true), kExitFatal);
   EXPECT_EQ(out_.str(), R"({"error":{"hr":"0x80042448","name":"VDS_E_INTERNAL_ERROR",)"
-                        R"("call":"IVdsHwProvider::Refresh"}})"
+                        R"("call":"IVdsHwProvider::Refresh","line":1}})"
                         "\n");
 }
 
@@ -124,7 +126,8 @@ TEST_F(ShellTest, JsonModeWritesOneDocumentPerCommand) {
   EXPECT_EQ(documents[1]["selected"]["subsystem"], 0);
   EXPECT_EQ(documents[2]["controllers"].size(), 2u);
   EXPECT_EQ(documents[3]["controller"]["pwszFriendlyName"], "Controller B");
-  EXPECT_EQ(documents[4]["error"]["message"], "There is no drive 5 in subsystem 0.");
+  EXPECT_EQ(documents[4]["error"]["message"],
+            "There is no drive 5 in subsystem 0 (drive index must be a number from 0 to 2).");
 }
 
 // A line that is not UTF-8 is refused in a document that is itself valid UTF-8 (it used to
@@ -132,13 +135,28 @@ TEST_F(ShellTest, JsonModeWritesOneDocumentPerCommand) {
 TEST_F(ShellTest, JsonModeRefusesALineThatIsNotUtf8) {
   EXPECT_EQ(RunScript("s\xffk 0\n", true), kExitSyntax);
   const Json document = Json::parse(out_.str());
-  EXPECT_EQ(document["error"]["message"], "Unknown command: s\xEF\xBF\xBDk");
+  EXPECT_EQ(document["error"]["message"], "Unknown command 's\xEF\xBF\xBDk'.");
 }
 
 TEST_F(ShellTest, SelectingAnotherSubsystemDropsTheFocusWithinTheOld) {
   EXPECT_EQ(RunScript("select subsystem 0\nselect drive 2\nselect subsystem 1\ndetail drive\n"),
             kExitSyntax);
-  EXPECT_EQ(err_.str(), "There is no drive selected.\n");
+  EXPECT_EQ(err_.str(), "line 4: There is no drive selected.\n");
+}
+
+TEST(Output, ALineFromAnotherThreadGoesBelowTheWaitingPrompt) {
+  std::ostringstream out, err;
+  Output output(false, false, out, err);
+  output.Prompt("VDSCTL> ");
+  output.ConnectionChanged(true, "10.0.0.5:5000");
+  EXPECT_EQ(out.str(),
+            "VDSCTL> \nConnection to the proxy at 10.0.0.5:5000 lost; what is listed may be out of "
+            "date.\nVDSCTL> ");
+  output.PromptAnswered();
+  output.ConnectionChanged(false, "10.0.0.5:5000");
+  EXPECT_EQ(out.str().substr(out.str().rfind("VDSCTL> ") + 8),
+            "Connection to the proxy at 10.0.0.5:5000 restored.\n");
+  EXPECT_FALSE(output.ConnectionLost());
 }
 
 }  // namespace

@@ -28,11 +28,28 @@ TEST(Views, DriveTableHasTheAdministratorsColumnsAndMarksTheSelection) {
   DriveRow spare = Drive(0, 1, kSecond);
   spare.prop.ulFlags = VDS_DF_HOTSPARE | VDS_DF_HOTSPARE_STANDBY;
   spare.prop.health = VDS_H_FAILING;
+  spare.pwszIdentification = "KSL00002SAS";
+  spare.pwszFriendlyName = "KESTREL KS600SAS s/n KSL00002SAS rev 0006";
   EXPECT_EQ(ListText({Drive(0, 0, kFirst), spare}, kSecond),
-            "  Drive ###  Status  Health    Size   Free  Bus  Slot  Flags\n"
-            "  ---------  ------  -------  -----  -----  ---  ----  -------------\n"
-            "  Drive 0    Online  Healthy  68 GB  60 GB    0     1\n"
-            "* Drive 1    Online  Failing  68 GB  60 GB    0     2  Spare,Standby\n");
+            "  Drive ###  Status  Health    Size   Free  Bus  Slot  Flags          Serial       "
+            "Model\n"
+            "  ---------  ------  -------  -----  -----  ---  ----  -------------  -----------  "
+            "----------------\n"
+            "  Drive 0    Online  Healthy  68 GB  60 GB    0     1                 -            -\n"
+            "* Drive 1    Online  Failing  68 GB  60 GB    0     2  Spare,Standby  KSL00002SAS  "
+            "KESTREL KS600SAS\n");
+}
+
+TEST(Views, ValuesInWordsWithTheirUnits) {
+  DriveRow drive = Drive(0, 0, kFirst);
+  drive.prop.ulFlags = VDS_DF_HOTSPARE | 0x1000;
+  drive.prop.ulSpindleSpeed = 15000;
+  const std::string text = DetailText(drive);
+  EXPECT_NE(text.find("  Flags          : Spare, 0x1000 (0x1001)\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("  Spindle speed  : 15000 rpm\n"), std::string::npos) << text;
+  EXPECT_EQ(LunFlagText(0), "None (0x0)");
+  EXPECT_EQ(WwnText("207002564C1A0001"), "20:70:02:56:4c:1a:00:01");
+  EXPECT_EQ(WwnText("iqn.2026-11.sim"), "iqn.2026-11.sim");
 }
 
 TEST(Views, RowsOfSeveralSubsystemsGoIntoOneTablePerSubsystem) {

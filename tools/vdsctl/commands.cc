@@ -29,15 +29,31 @@ CallResult Fetch(Model* model, std::optional<int> only, std::vector<LunRow>* row
 CallResult Fetch(Model* model, std::optional<int> only, std::vector<PlexRow>* rows) {
   return model->Plexes(only, rows);
 }
-CallResult Fetch(Model* model, std::optional<int>, std::vector<PoolRow>* rows) {
-  return model->Pools(rows);
+CallResult Fetch(Model* model, std::optional<int> only, std::vector<PoolRow>* rows) {
+  if (CallResult error = model->Pools(rows)) return error;
+  if (only) std::erase_if(*rows, [&](const PoolRow& row) { return row.subsystem != only; });
+  return {};
 }
 
-int SubsystemOf(const SubsystemRow& row) { return row.index; }
-int SubsystemOf(const PoolRow&) { return 0; }
+std::optional<int> SubsystemOf(const SubsystemRow& row) { return row.index; }
+std::optional<int> SubsystemOf(const PoolRow& row) { return row.subsystem; }
 template <class Row>
-int SubsystemOf(const Row& row) {
+std::optional<int> SubsystemOf(const Row& row) {
   return row.subsystem;
+}
+
+// What name= and serial= compare with; plexes have neither, pools no serial.
+Text NameOf(const PoolRow& row) { return row.pwszName; }
+Text NameOf(const PlexRow&) { return std::nullopt; }
+template <class Row>
+Text NameOf(const Row& row) {
+  return row.pwszFriendlyName;
+}
+Text SerialOf(const PoolRow&) { return std::nullopt; }
+Text SerialOf(const PlexRow&) { return std::nullopt; }
+template <class Row>
+Text SerialOf(const Row& row) {
+  return row.pwszIdentification;
 }
 
 // Calls `body` with an empty vector of the row type of `kind`.
@@ -62,16 +78,83 @@ ExitCode WithRows(Kind kind, Body body) {
   return kExitFatal;
 }
 
+std::string PluralWord(Kind kind) {
+  return kind == Kind::kLun ? "LUNs" : std::string(KindPlural(kind));
+}
+
+std::string NumberList(const std::vector<int>& numbers) {
+  std::string text;
+  for (size_t i = 0; i < numbers.size(); ++i) {
+    if (i > 0) text += ", ";
+    text += std::to_string(numbers[i]);
+  }
+  return text;
+}
+
+// The row `ref` names among `rows` (all of one subsystem, where the kind has one), or null with
+// the reason in *problem.
+template <class Row>
+const Row* Pick(Kind kind, std::optional<int> subsystem, const std::vector<Row>& rows,
+                const ObjectRef& ref, std::string* problem) {
+  const std::string where =
+      subsystem && KindIsPerSubsystem(kind) ? " in subsystem " + std::to_string(*subsystem) : "";
+  const std::string range =
+      rows.empty()
+          ? (where.empty()
+                 ? "there are no " + PluralWord(kind)
+                 : "subsystem " + std::to_string(*subsystem) + " has no " + PluralWord(kind))
+          : KindWord(kind) + " index must be a number from 0 to " + std::to_string(rows.size() - 1);
+  std::vector<const Row*> found;
+  switch (ref.by) {
+    case ObjectRef::By::kIndex:
+      for (const Row& row : rows) {
+        if (row.index == ref.index) return &row;
+      }
+      *problem = "There is no " + KindWord(kind) + " " + std::to_string(ref.index) + where + " (" +
+                 range + ").";
+      return nullptr;
+    case ObjectRef::By::kInvalid:
+      *problem = "'" + ref.text + "' names no " + KindWord(kind) + ": " + range +
+                 ", or name=TEXT or serial=TEXT.";
+      return nullptr;
+    case ObjectRef::By::kName:
+    case ObjectRef::By::kSerial:
+    case ObjectRef::By::kText:
+      for (const Row& row : rows) {
+        const Text name = NameOf(row);
+        const Text serial = SerialOf(row);
+        const bool byName = ref.by != ObjectRef::By::kSerial && name == ref.text;
+        const bool bySerial = ref.by != ObjectRef::By::kName && serial == ref.text;
+        if (byName || bySerial) found.push_back(&row);
+      }
+      break;
+  }
+  if (found.size() == 1) return found.front();
+  const std::string named =
+      ref.by == ObjectRef::By::kText ? "'" + ref.text + "'" : ObjectRefText(ref);
+  if (found.empty()) {
+    if (ref.by == ObjectRef::By::kName && kind == Kind::kPlex) {
+      *problem = "Plexes have no name; give the plex's number.";
+    } else if (ref.by == ObjectRef::By::kSerial && (kind == Kind::kPlex || kind == Kind::kPool)) {
+      *problem = "A " + KindWord(kind) + " has no serial; give its number.";
+    } else {
+      *problem = "There is no " + KindWord(kind) + " with " +
+                 (ref.by == ObjectRef::By::kText ? "the identification or name " : "") + named +
+                 where + ".";
+    }
+    return nullptr;
+  }
+  std::vector<int> numbers;
+  for (const Row* row : found) numbers.push_back(row->index);
+  *problem = named + " names " + PluralWord(kind) + " " + NumberList(numbers) + where +
+             "; give the number.";
+  return nullptr;
+}
+
 }  // namespace
 
 std::string KindWord(Kind kind) {
   return std::string(kind == Kind::kLun ? KindTitle(kind) : KindSingular(kind));
-}
-
-std::string NoSuchObjectText(Kind kind, int subsystem, int index) {
-  std::string text = "There is no " + KindWord(kind) + " " + std::to_string(index);
-  if (KindIsPerSubsystem(kind)) text += " in subsystem " + std::to_string(subsystem);
-  return text + ".";
 }
 
 Commands::Commands(Model* model, Output* output) : model_(model), output_(output) {}
@@ -96,18 +179,23 @@ ExitCode Commands::List(Kind kind, std::optional<int> subsystem, const GUID& sel
       output_->CallFailed(*error);
       return kExitFatal;
     }
+    // A list made while the provider has lost its proxy shows the tree as it was.
+    const bool lost = output_->ConnectionLost();
     if (output_->Json()) {
       Json list = Json::array();
       for (const auto& row : rows) list.push_back(ToJson(row));
-      output_->Document(Json{{std::string(KindPlural(kind)), std::move(list)}});
+      Json document{{std::string(KindPlural(kind)), std::move(list)}};
+      if (lost) document["connection"] = "lost";
+      output_->Document(document);
     } else {
-      output_->Text(ListText(rows, selected));
+      output_->Text((lost ? "(Listed while the connection to the proxy is lost.)\n" : "") +
+                    ListText(rows, selected));
     }
     return kExitOk;
   });
 }
 
-ExitCode Commands::Detail(Kind kind, int subsystem, int index) {
+ExitCode Commands::Detail(Kind kind, int subsystem, const ObjectRef& ref) {
   return WithRows(kind, [&](auto rows) {
     const std::optional<int> only =
         KindIsPerSubsystem(kind) ? std::optional<int>(subsystem) : std::nullopt;
@@ -115,21 +203,22 @@ ExitCode Commands::Detail(Kind kind, int subsystem, int index) {
       output_->CallFailed(*error);
       return kExitFatal;
     }
-    for (const auto& row : rows) {
-      if (row.index != index) continue;
-      if (output_->Json()) {
-        output_->Document(Json{{std::string(KindSingular(kind)), ToJson(row)}});
-      } else {
-        output_->Text(DetailText(row));
-      }
-      return kExitOk;
+    std::string problem;
+    const auto* row = Pick(kind, only, rows, ref, &problem);
+    if (row == nullptr) {
+      output_->Problem(problem);
+      return kExitSyntax;
     }
-    output_->Problem(NoSuchObjectText(kind, subsystem, index));
-    return kExitSyntax;
+    if (output_->Json()) {
+      output_->Document(Json{{std::string(KindSingular(kind)), ToJson(*row)}});
+    } else {
+      output_->Text(DetailText(*row));
+    }
+    return kExitOk;
   });
 }
 
-ExitCode Commands::FindId(Kind kind, int subsystem, int index, std::optional<GUID>* id) {
+ExitCode Commands::Find(Kind kind, int subsystem, const ObjectRef& ref, GUID* id, int* index) {
   return WithRows(kind, [&](auto rows) {
     const std::optional<int> only =
         KindIsPerSubsystem(kind) ? std::optional<int>(subsystem) : std::nullopt;
@@ -137,10 +226,14 @@ ExitCode Commands::FindId(Kind kind, int subsystem, int index, std::optional<GUI
       output_->CallFailed(*error);
       return kExitFatal;
     }
-    id->reset();
-    for (const auto& row : rows) {
-      if (row.index == index) *id = row.prop.id;
+    std::string problem;
+    const auto* row = Pick(kind, only, rows, ref, &problem);
+    if (row == nullptr) {
+      output_->Problem(problem);
+      return kExitSyntax;
     }
+    *id = row->prop.id;
+    *index = row->index;
     return kExitOk;
   });
 }
@@ -162,6 +255,38 @@ ExitCode Commands::FindIndex(Kind kind, const GUID& id, std::optional<int>* inde
     }
     return kExitOk;
   });
+}
+
+ExitCode Commands::ResolveSubsystem(const std::string& text, int* index) {
+  std::vector<SubsystemRow> rows;
+  if (CallResult error = model_->Subsystems(&rows)) {
+    output_->CallFailed(*error);
+    return kExitFatal;
+  }
+  const ObjectRef ref = ParseObjectRef(text, true);
+  if (ref.by == ObjectRef::By::kIndex) {
+    for (const SubsystemRow& row : rows) {
+      if (row.index == ref.index) {
+        *index = row.index;
+        return kExitOk;
+      }
+    }
+    std::vector<int> numbers;
+    for (const SubsystemRow& row : rows) numbers.push_back(row.index);
+    output_->Problem(
+        "There is no subsystem " + text + " (" +
+        (rows.empty() ? std::string("there are none") : "subsystems: " + NumberList(numbers)) +
+        ").");
+    return kExitSyntax;
+  }
+  std::string problem;
+  const SubsystemRow* row = Pick(Kind::kSubsystem, std::nullopt, rows, ref, &problem);
+  if (row == nullptr) {
+    output_->Problem(problem);
+    return kExitSyntax;
+  }
+  *index = row->index;
+  return kExitOk;
 }
 
 }  // namespace vdsctl

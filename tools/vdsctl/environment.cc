@@ -1,6 +1,7 @@
 #include "tools/vdsctl/environment.h"
 
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "platform/registry_file.h"
+#include "platform/system.h"
 #include "sim/log.h"
 
 namespace vdsctl {
@@ -47,16 +49,43 @@ std::string MakeTempDir() {
 
 }  // namespace
 
-std::string RegistryWithConfigurationFile(const std::string& base, const std::string& confPath) {
+// A string value's text: the low byte of each UTF-16 unit up to the terminator, as the
+// provider narrows its log's file name.
+std::string NarrowStringData(const std::vector<uint8_t>& data) {
+  std::string text;
+  for (size_t i = 0; i + 1 < data.size(); i += 2) {
+    if (data[i] == 0 && data[i + 1] == 0) break;
+    text.push_back(static_cast<char>(data[i]));
+  }
+  return text;
+}
+
+std::string RunRegistry(const std::string& base, const std::string& confPath,
+                        const std::string& logPath, std::string* logFile,
+                        std::vector<std::string>* problems) {
   RegistryTree tree;
-  std::vector<std::string> problems;
-  if (!base.empty() && !ParseRegistryText(base, &tree, &problems)) return "";
-  RegistryKey& key = RegistryAddKey(tree, kProxyParametersKey);
-  RegistryValue value;
-  value.name = "ConfigurationFile";
-  value.type = REG_SZ;
-  value.data = RegistryStringData(confPath);
-  key.values[RegistryLower(value.name)] = std::move(value);
+  if (!base.empty() && !ParseRegistryText(base, &tree, problems)) return "";
+  if (!confPath.empty()) {
+    RegistryKey& key = RegistryAddKey(tree, kProxyParametersKey);
+    RegistryValue value;
+    value.name = "ConfigurationFile";
+    value.type = REG_SZ;
+    value.data = RegistryStringData(confPath);
+    key.values[RegistryLower(value.name)] = std::move(value);
+  }
+  RegistryKey& debug = RegistryAddKey(tree, kProviderDebugKey);
+  auto named = debug.values.find("filename");
+  if (named != debug.values.end() && named->second.type == REG_SZ &&
+      !NarrowStringData(named->second.data).empty()) {
+    *logFile = NarrowStringData(named->second.data);
+  } else {
+    RegistryValue value;
+    value.name = "FileName";
+    value.type = REG_SZ;
+    value.data = RegistryStringData(logPath);
+    debug.values["filename"] = std::move(value);
+    *logFile = logPath;
+  }
   return FormatRegistryText(tree);
 }
 
@@ -108,11 +137,6 @@ std::unique_ptr<RunEnvironment> RunEnvironment::Prepare(const EnvironmentOptions
     setenv("VELA_HOST_VIEW", fs::absolute(options.hostViewPath, ec).c_str(), 1);
   }
 
-  if (!options.simulate && options.confPath.empty()) {
-    if (registryNamed) setenv("VELA_REGISTRY", registryPath.c_str(), 1);
-    return env;
-  }
-
   env->tempDir_ = MakeTempDir();
   if (env->tempDir_.empty()) {
     return fail(kExitFileError, "Cannot make a temporary folder.");
@@ -146,10 +170,18 @@ std::unique_ptr<RunEnvironment> RunEnvironment::Prepare(const EnvironmentOptions
   if (fs::is_regular_file(registryPath, ec) && !ReadFile(registryPath, &base)) {
     return fail(kExitFileError, "Cannot read the registry file " + registryPath + ".");
   }
-  const std::string registry = RegistryWithConfigurationFile(base, confPath);
+  std::vector<std::string> problems;
+  std::string logFile;
+  const std::string registry =
+      RunRegistry(base, confPath, env->tempDir_ + "/provider.log", &logFile, &problems);
   if (registry.empty()) {
     return fail(kExitFileError, registryPath + " is not a registry file.");
   }
+  // The provider reads the merged copy, so the problems of the file are ours to tell.
+  for (const std::string& problem : problems) {
+    env->warnings_.push_back("registry file " + registryPath + ": " + problem);
+  }
+  env->providerLog_ = HostPath(logFile.c_str());
   const std::string tempRegistry = env->tempDir_ + "/registry.reg";
   if (!WriteFile(tempRegistry, registry)) {
     return fail(kExitFileError, "Cannot write " + tempRegistry + ".");
@@ -157,7 +189,7 @@ std::unique_ptr<RunEnvironment> RunEnvironment::Prepare(const EnvironmentOptions
   setenv("VELA_REGISTRY", tempRegistry.c_str(), 1);
   // The provider looks in the system folder before the registry; ours holds at most the
   // simulator's tidegate.conf, so that --conf is what counts when it is given.
-  setenv("VELA_SYSTEM_DIR", env->tempDir_.c_str(), 1);
+  if (!confPath.empty()) setenv("VELA_SYSTEM_DIR", env->tempDir_.c_str(), 1);
   // A real proxy looks for the heartbeat pipe where it always does; only our simulator is told
   // about the private folder.
   if (options.simulate) setenv("VELA_PIPE_DIR", env->tempDir_.c_str(), 1);
@@ -167,10 +199,18 @@ std::unique_ptr<RunEnvironment> RunEnvironment::Prepare(const EnvironmentOptions
 RunEnvironment::~RunEnvironment() {
   if (simulator_) simulator_->Stop();
   simulator_.reset();
-  if (!tempDir_.empty()) {
-    std::error_code ec;
-    fs::remove_all(tempDir_, ec);
-  }
+  std::error_code ec;
+  fs::remove_all(tempDir_, ec);
+}
+
+void RunEnvironment::RemoveFiles() {
+  std::error_code ec;
+  fs::remove_all(tempDir_, ec);
+  // The named pipe the provider listens on for this process: VELA_Proxy_<n> in $VELA_PIPE_DIR,
+  // <n> the low 16 bits of the process id. Its unload would remove it.
+  const char* pipeDir = std::getenv("VELA_PIPE_DIR");
+  const std::string dir = pipeDir != nullptr && *pipeDir != '\0' ? pipeDir : "/tmp";
+  fs::remove(dir + "/VELA_Proxy_" + std::to_string(getpid() & 0xFFFF), ec);
 }
 
 }  // namespace vdsctl

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "sim/simulator.h"
 #include "tools/vdsctl/call_error.h"
@@ -41,20 +42,42 @@ class RunEnvironment {
   RunEnvironment(const RunEnvironment&) = delete;
   RunEnvironment& operator=(const RunEnvironment&) = delete;
 
+  // The provider's debug log on the host: the file the registry names, else one in the
+  // private folder.
+  const std::string& ProviderLogPath() const { return providerLog_; }
+
+  // Problems of the registry file, "registry file F: line 7: ...", for standard error.
+  const std::vector<std::string>& Warnings() const { return warnings_; }
+
+  // Removes the temporary folder and the provider's heartbeat pipe at once: for an exit that
+  // cannot wait for the provider's unload.
+  void RemoveFiles();
+
  private:
   RunEnvironment() = default;
 
-  std::string tempDir_;  // the temporary files; empty when none were needed
+  std::string tempDir_;  // the temporary files
+  std::string providerLog_;
+  std::vector<std::string> warnings_;
   std::unique_ptr<sim::Simulator> simulator_;
 };
+
+// The provider's debug key, whose FileName value names its log.
+inline constexpr char kProviderDebugKey[] =
+    "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\VelaVDSProvider\\Debug";
 
 // The registry key under which the proxy service keeps its ConfigurationFile value.
 inline constexpr char kProxyParametersKey[] =
     "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\tidegate\\Parameters";
 
-// `base` (registry file text, or empty for an empty registry) with ConfigurationFile set to
-// `confPath`. Empty result when `base` is not a registry file.
-std::string RegistryWithConfigurationFile(const std::string& base, const std::string& confPath);
+// What vdsctl hands the provider as its registry: `base` (registry file text, or empty for an
+// empty registry) with ConfigurationFile set to `confPath` when that is not empty, and a debug
+// log file `logPath` when `base` names none. *logFile gets the log file the provider will use
+// (a Windows path when `base` names it). Empty result when `base` is not a registry file;
+// `problems` gets the lines that cannot be read.
+std::string RunRegistry(const std::string& base, const std::string& confPath,
+                        const std::string& logPath, std::string* logFile,
+                        std::vector<std::string>* problems);
 
 // The inventory file that `--simulate=NAME` means: NAME itself when it is a file, else
 // NAME.json (or NAME) among the shipped inventories. Empty when neither exists.

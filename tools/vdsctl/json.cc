@@ -1,5 +1,7 @@
 #include "tools/vdsctl/json.h"
 
+#include <cctype>
+
 #include "tools/vdsctl/names.h"
 
 namespace vdsctl {
@@ -9,6 +11,15 @@ namespace {
 Json TextJson(const Text& text) { return text ? Json(*text) : Json(nullptr); }
 
 Json IdJson(const GUID& id) { return GuidToString(id); }
+
+// The name of an enumerated value beside its number: the word of the tables in lower case
+// ("online", "failed redundancy", "raid-5"); "unknown" for a value without a word.
+Json NameJson(const std::string& word) {
+  if (word.rfind("Unknown (", 0) == 0) return "unknown";
+  std::string name = word;
+  for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return name;
+}
 
 Json ExtentJson(const VDS_DRIVE_EXTENT& extent) {
   Json json;
@@ -24,7 +35,9 @@ Json AttributesJson(const PoolRow& row) {
   Json json;
   json["ullAttributeMask"] = a.ullAttributeMask;
   json["raidType"] = a.raidType;
+  json["raidTypeName"] = NameJson(RaidTypeWord(a.raidType));
   json["busType"] = a.busType;
+  json["busTypeName"] = NameJson(BusTypeWord(a.busType));
   json["pwszIntendedUsage"] = TextJson(row.pwszIntendedUsage);
   json["bSpinDown"] = a.bSpinDown;
   json["bIsThinProvisioned"] = a.bIsThinProvisioned;
@@ -77,6 +90,7 @@ Json ToJson(const ProviderRow& row) {
   json["guidVersionId"] = IdJson(p.guidVersionId);
   json["pwszVersion"] = TextJson(row.pwszVersion);
   json["type"] = p.type;
+  json["typeName"] = NameJson(ProviderTypeWord(p.type));
   json["ulFlags"] = p.ulFlags;
   json["ulStripeSizeFlags"] = p.ulStripeSizeFlags;
   json["sRebuildPriority"] = p.sRebuildPriority;
@@ -94,7 +108,9 @@ Json ToJson(const SubsystemRow& row) {
   json["ulStripeSizeFlags"] = p.ulStripeSizeFlags;
   json["ulSupportedRaidTypeFlags"] = p.ulSupportedRaidTypeFlags;
   json["status"] = p.status;
+  json["statusName"] = NameJson(StatusWord(p.status));
   json["health"] = p.health;
+  json["healthName"] = NameJson(HealthWord(p.health));
   json["sNumberOfInternalBuses"] = p.sNumberOfInternalBuses;
   json["sMaxNumberOfSlotsEachBus"] = p.sMaxNumberOfSlotsEachBus;
   json["sMaxNumberOfControllers"] = p.sMaxNumberOfControllers;
@@ -112,7 +128,9 @@ Json ToJson(const ControllerRow& row) {
   json["pwszFriendlyName"] = TextJson(row.pwszFriendlyName);
   json["pwszIdentification"] = TextJson(row.pwszIdentification);
   json["status"] = p.status;
+  json["statusName"] = NameJson(StatusWord(p.status));
   json["health"] = p.health;
+  json["healthName"] = NameJson(HealthWord(p.health));
   json["sNumberOfPorts"] = p.sNumberOfPorts;
   return json;
 }
@@ -127,6 +145,7 @@ Json ToJson(const PortRow& row) {
   json["pwszFriendlyName"] = TextJson(row.pwszFriendlyName);
   json["pwszIdentification"] = TextJson(row.pwszIdentification);
   json["status"] = p.status;
+  json["statusName"] = NameJson(StatusWord(p.status));
   return json;
 }
 
@@ -141,11 +160,14 @@ Json ToJson(const DriveRow& row) {
   json["pwszIdentification"] = TextJson(row.pwszIdentification);
   json["ulFlags"] = p.ulFlags;
   json["status"] = p.status;
+  json["statusName"] = NameJson(StatusWord(p.status));
   json["health"] = p.health;
+  json["healthName"] = NameJson(HealthWord(p.health));
   json["sInternalBusNumber"] = p.sInternalBusNumber;
   json["sSlotNumber"] = p.sSlotNumber;
   json["ulEnclosureNumber"] = p.ulEnclosureNumber;
   json["busType"] = p.busType;
+  json["busTypeName"] = NameJson(BusTypeWord(p.busType));
   json["ulSpindleSpeed"] = p.ulSpindleSpeed;
   Json extents = Json::array();
   for (const VDS_DRIVE_EXTENT& extent : row.extents) extents.push_back(ExtentJson(extent));
@@ -165,9 +187,13 @@ Json ToJson(const LunRow& row) {
   json["pwszUnmaskingList"] = TextJson(row.pwszUnmaskingList);
   json["ulFlags"] = p.ulFlags;
   json["type"] = p.type;
+  json["typeName"] = NameJson(LunTypeWord(p.type));
   json["status"] = p.status;
+  json["statusName"] = NameJson(StatusWord(p.status));
   json["health"] = p.health;
+  json["healthName"] = NameJson(HealthWord(p.health));
   json["TransitionState"] = p.TransitionState;
+  json["TransitionStateName"] = NameJson(TransitionWord(p.TransitionState));
   json["sRebuildPriority"] = p.sRebuildPriority;
   Json plexes = Json::array();
   for (const VDS_OBJECT_ID& plex : row.plexes) plexes.push_back(IdJson(plex));
@@ -184,9 +210,13 @@ Json ToJson(const PlexRow& row) {
   json["id"] = IdJson(p.id);
   json["ullSize"] = p.ullSize;
   json["type"] = p.type;
+  json["typeName"] = NameJson(PlexTypeWord(p.type));
   json["status"] = p.status;
+  json["statusName"] = NameJson(StatusWord(p.status));
   json["health"] = p.health;
+  json["healthName"] = NameJson(HealthWord(p.health));
   json["TransitionState"] = p.TransitionState;
+  json["TransitionStateName"] = NameJson(TransitionWord(p.TransitionState));
   json["ulFlags"] = p.ulFlags;
   json["ulStripeSize"] = p.ulStripeSize;
   json["sRebuildPriority"] = p.sRebuildPriority;
@@ -197,10 +227,14 @@ Json ToJson(const PoolRow& row) {
   const VDS_STORAGE_POOL_PROP& p = row.prop;
   Json json;
   json["index"] = row.index;
+  json["subsystem"] = row.subsystem ? Json(*row.subsystem) : Json(nullptr);
   json["id"] = IdJson(p.id);
   json["status"] = p.status;
+  json["statusName"] = NameJson(StatusWord(p.status));
   json["health"] = p.health;
+  json["healthName"] = NameJson(HealthWord(p.health));
   json["type"] = p.type;
+  json["typeName"] = NameJson(PoolTypeWord(p.type));
   json["pwszName"] = TextJson(row.pwszName);
   json["pwszDescription"] = TextJson(row.pwszDescription);
   json["ullTotalConsumedSpace"] = p.ullTotalConsumedSpace;

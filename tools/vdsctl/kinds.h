@@ -3,7 +3,9 @@
 #define VELA_TOOLS_VDSCTL_KINDS_H_
 
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace vdsctl {
 
@@ -25,6 +27,13 @@ bool KindIsPerSubsystem(Kind kind);
 // Accepts the plural word in any case, or a prefix of it of three letters or more, which covers
 // the singular: "sub", "controller", "lun", "luns", "plexes".
 std::optional<Kind> ParseKind(std::string_view word);
+
+// " Did you mean 'list'?" when one of `candidates` is close to `word` (case-insensitive edit
+// distance of at most a third of its length, and at least 1 or 2), else "".
+std::string DidYouMean(std::string_view word, const std::vector<std::string_view>& candidates);
+
+// The plural words of every kind, in their order: the candidates for a mistyped kind.
+std::vector<std::string_view> KindPlurals();
 
 // Case-insensitive prefix match of at least `min_length` characters of `keyword`.
 bool MatchesKeyword(std::string_view word, std::string_view keyword, size_t min_length = 3);

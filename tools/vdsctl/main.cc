@@ -3,8 +3,8 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -16,79 +16,81 @@
 #include "tools/vdsctl/environment.h"
 #include "tools/vdsctl/loader.h"
 #include "tools/vdsctl/model.h"
-#include "tools/vdsctl/multipath_commands.h"
+#include "tools/vdsctl/one_shot.h"
 #include "tools/vdsctl/output.h"
+#include "tools/vdsctl/provider_log.h"
 #include "tools/vdsctl/registration.h"
-#include "tools/vdsctl/shell.h"
+#include "tools/vdsctl/result_stream.h"
+#include "tools/vdsctl/watchdog.h"
 
 namespace vdsctl {
 namespace {
 
 constexpr char kUsage[] =
-    "Usage: vdsctl [--registry FILE] [--conf FILE] [--simulate[=INVENTORY]] [--json] COMMAND "
-    "...\nRun 'vdsctl --help' for the commands.\n";
-
-const std::vector<std::string> kListWords = {"subsystems", "controllers", "ports", "drives",
-                                             "luns",       "plexes",      "pools", "paths"};
-const std::vector<std::string> kDetailWords = {"subsystem", "controller", "port",
-                                               "drive",     "lun",        "pool"};
+    "Usage: vdsctl [--registry FILE] [--conf FILE] [--simulate[=INVENTORY]] [--json] "
+    "[--timeout SECONDS] COMMAND ...\nRun 'vdsctl help' for the commands.\n";
 
 struct Arguments {
   EnvironmentOptions environment;
   bool json = false;
-  std::string listKind;
-  std::string detailKind;
-  int detailIndex = 0;
-  std::optional<int> subsystem;
-  std::string script;
-  std::string module;    // --module
-  std::string provider;  // --provider
-  std::string registerModule;
-  // "list paths lun N" and the multipath commands: the words after the command.
-  std::vector<std::string> words;
+  std::string timeout;  // --timeout SECONDS as given; empty: none
+  std::string helpTopic;
+  std::string module;          // --module
+  std::string provider;        // --provider
+  std::string registerModule;  // register|unregister MODULE
 };
 
-// The command once the provider is loaded.
-ExitCode RunCommand(CLI::App& app, const Arguments& args, Model* model, Output* output,
-                    AdviseSink* sink) {
-  Commands commands(model, output);
-  if (app.got_subcommand("provider")) return commands.ShowProvider();
-  MultipathCommands multipath(model->ProviderObject(), model, output);
-  for (const char* name : {"lbpolicy", "lbpolicies", "setpathstatus"}) {
-    if (app.got_subcommand(name)) {
-      return RunMultipathCommand(name, args.words, args.subsystem.value_or(0), &multipath, output);
-    }
+// The proxy's "ADDR:PORT", or null when the provider did not get as far as naming it.
+Json ProxyJson(const SessionReport& report) {
+  return report.address.empty() ? Json(nullptr) : Json(ProxyAddressText(report));
+}
+
+// A provider without its proxy session is loaded, offline and empty; that is a failure of the
+// service, not an empty result. A provider whose proxy lists only subsystems it skips says so.
+ExitCode CheckSession(const SessionReport& report, Model* model, Output* output) {
+  const std::string failure = SessionFailureText(report);
+  if (!failure.empty()) {
+    output->Problem(failure,
+                    Json{{"proxy", ProxyJson(report)}, {"cause", SessionCauseWords(report)}});
+    return kExitServiceFailure;
   }
-  if (app.got_subcommand("list") && args.listKind == "paths") {
-    return RunMultipathCommand("paths", args.words, args.subsystem.value_or(0), &multipath, output);
+  if (report.state != SessionState::kUp || report.listed == 0 || output->Json()) return kExitOk;
+  std::vector<SubsystemRow> managed;
+  if (model->Subsystems(&managed) || !managed.empty()) return kExitOk;
+  std::string text = "the proxy lists " + std::to_string(report.listed) + " subsystem" +
+                     (report.listed == 1 ? "" : "s") + "; none is managed by this provider";
+  if (report.skipped > 0) text += ": iSCSI-only subsystems are skipped";
+  output->Warning(text);
+  return kExitOk;
+}
+
+// The command word of a command line CLI11 could not parse: the first word that is neither an
+// option nor the value of a global option.
+std::string CommandWord(const CLI::App& app, int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string word = argv[i];
+    if (word.empty() || word[0] != '-') return word;
+    if (word.find('=') != std::string::npos) continue;
+    const CLI::Option* option = app.get_option_no_throw(word);
+    if (option != nullptr && option->get_expected_min() > 0) ++i;
   }
-  if (app.got_subcommand("list")) {
-    if (!args.words.empty()) {
-      output->Problem("Usage: vdsctl list " + args.listKind + " [--subsystem N]");
-      return kExitBadArguments;
-    }
-    return commands.List(*ParseKind(args.listKind), args.subsystem);
-  }
-  if (app.got_subcommand("detail")) {
-    return commands.Detail(*ParseKind(args.detailKind), args.subsystem.value_or(0),
-                           args.detailIndex);
-  }
-  sink->SetHandler([output](const VDS_NOTIFICATION& n) { output->Notification(n); });
-  Shell shell(model, &commands, output);
-  ExitCode code;
-  if (!args.script.empty()) {
-    std::ifstream script(args.script);
-    if (!script) {
-      output->Problem("Cannot open the script " + args.script + ".");
-      code = kExitFileError;
-    } else {
-      code = shell.Run(script, false);
-    }
+  return "";
+}
+
+int UsageError(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv) {
+  const std::string word = CommandWord(app, argc, argv);
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
+  bool known = word.empty();
+  for (const std::string& name : names) known = known || CLI::detail::to_lower(word) == name;
+  if (!known) {
+    const std::vector<std::string_view> candidates(names.begin(), names.end());
+    std::cerr << "vdsctl: Unknown command '" << word << "'." << DidYouMean(word, candidates) << "\n"
+              << kUsage;
   } else {
-    code = shell.Run(std::cin, isatty(STDIN_FILENO) != 0);
+    std::cerr << "vdsctl: " << error.what() << "\n" << kUsage;
   }
-  sink->SetHandler(nullptr);
-  return code;
+  return kExitBadArguments;
 }
 
 int Main(int argc, char** argv) {
@@ -96,6 +98,9 @@ int Main(int argc, char** argv) {
       "Loads the Vela VDS hardware provider as the disk service does and shows the subsystems, "
       "controllers, ports, drives, LUNs, plexes and storage pools it reports."};
   app.name("vdsctl");
+  // Commands as the shell takes them: "LIST DRIVES" is "list drives".
+  app.ignore_case();
+  app.set_version_flag("--version", std::string("vdsctl ") + VDSCTL_VERSION);
   Arguments args;
   app.add_option("--registry", args.environment.registryPath,
                  "Registry file (Windows registry export format) the provider reads")
@@ -121,60 +126,33 @@ int Main(int argc, char** argv) {
   app.add_option("--provider", args.provider,
                  "The registered hardware provider to load, by name or id, when several are")
       ->type_name("NAME|ID");
+  app.add_option("--timeout", args.timeout,
+                 "Bound a one-shot command (loading the provider included) to SECONDS; past it, "
+                 "exit 4")
+      ->type_name("SECONDS")
+      ->check(CLI::PositiveNumber);
   app.require_subcommand(1, 1);
   // Global options may also follow the command: "vdsctl list drives --json".
   app.fallthrough();
 
-  app.add_subcommand("provider", "Show the provider's properties");
-
-  CLI::App* list = app.add_subcommand("list", "List objects of one kind");
-  list->add_option("kind", args.listKind,
-                   "subsystems|controllers|ports|drives|luns|plexes|pools|paths")
-      ->required()
-      ->check(CLI::IsMember(kListWords));
-  list->add_option("object", args.words, "For paths: lun N");
-  list->add_option("--subsystem", args.subsystem, "Only the objects of subsystem N")
-      ->check(CLI::NonNegativeNumber);
-
-  CLI::App* detail = app.add_subcommand("detail", "Show one object in full");
-  detail->add_option("kind", args.detailKind, "subsystem|controller|port|drive|lun|pool")
-      ->required()
-      ->check(CLI::IsMember(kDetailWords));
-  detail->add_option("index", args.detailIndex, "Number of the object, as the lists show it")
-      ->required()
-      ->check(CLI::NonNegativeNumber);
-  detail
-      ->add_option("--subsystem", args.subsystem,
-                   "Subsystem of a controller, port, drive or LUN (default 0)")
-      ->check(CLI::NonNegativeNumber);
-
+  CommandTable commands;
+  AddProviderCommand(&app, &commands);
+  AddListCommand(&app, &commands);
+  AddDetailCommand(&app, &commands);
+  AddHealthCommand(&app, &commands);
+  AddShellCommand(&app, &commands);
+  AddMultipathCommands(&app, &commands);
+  // Registration needs no provider loaded: these run before anything else is set up.
   CLI::App* registerCommand =
       app.add_subcommand("register", "Call the module's DllRegisterServer, as regsvr32 does");
   registerCommand->add_option("module", args.registerModule, "The provider module")->required();
   CLI::App* unregisterCommand = app.add_subcommand(
       "unregister", "Call the module's DllUnregisterServer, as regsvr32 /u does");
   unregisterCommand->add_option("module", args.registerModule, "The provider module")->required();
-  app.add_subcommand("providers", "List the hardware providers registered with the disk service");
-  app.add_subcommand("lbpolicy", "Show or set a LUN's load balance policy")
-      ->add_option("words", args.words,
-                   "lun N [set POLICY [primary=PATHID,...] [weight=PATHID:WEIGHT,...]]")
-      ->required();
-  app.add_subcommand("lbpolicies", "Show the load balance policies a LUN supports")
-      ->add_option("words", args.words, "lun N")
-      ->required();
-  app.add_subcommand("setpathstatus", "Set the status of every path of an HBA port")
-      ->add_option("words", args.words, "hbaport WWN online|failed|standby|unknown")
-      ->required();
-  for (const char* name : {"lbpolicy", "lbpolicies"}) {
-    app.get_subcommand(name)
-        ->add_option("--subsystem", args.subsystem, "Subsystem of the LUN (default 0)")
-        ->check(CLI::NonNegativeNumber);
-  }
-
-  CLI::App* shell = app.add_subcommand(
-      "shell", "Interactive session with DiskRAID's select/list/detail, or a script");
-  shell->add_option("--script", args.script, "Read the commands from FILE, not standard input")
-      ->type_name("FILE");
+  CLI::App* providersCommand = app.add_subcommand(
+      "providers", "List the hardware providers registered with the disk service");
+  CLI::App* help = app.add_subcommand("help", "Show the commands, or one command's options");
+  help->add_option("command", args.helpTopic, "The command to describe");
 
   try {
     app.parse(argc, argv);
@@ -182,38 +160,82 @@ int Main(int argc, char** argv) {
     return app.exit(e);
   } catch (const CLI::CallForAllHelp& e) {
     return app.exit(e);
+  } catch (const CLI::CallForVersion& e) {
+    return app.exit(e);
   } catch (const CLI::ParseError& e) {
-    std::cerr << "vdsctl: " << e.what() << "\n" << kUsage;
+    return UsageError(app, e, argc, argv);
+  }
+  if (help->parsed()) {
+    // App::help() would describe the command given, which is "help" itself.
+    if (args.helpTopic.empty()) {
+      std::cout << app.get_formatter()->make_help(&app, "vdsctl", CLI::AppFormatMode::Normal);
+      return kExitOk;
+    }
+    for (const CLI::App* command : app.get_subcommands({})) {
+      if (CLI::detail::to_lower(args.helpTopic) == command->get_name()) {
+        std::cout << command->help("vdsctl");
+        return kExitOk;
+      }
+    }
+    std::cerr << "vdsctl: There is no command '" << args.helpTopic << "'.\n" << kUsage;
     return kExitBadArguments;
   }
-  args.environment.simulate = simulate->count() > 0;
-
-  Output output(args.json, !app.got_subcommand("shell"), std::cout, std::cerr);
-
   // The registry that lists the providers is the user's, not a run's merged copy.
   if (!args.environment.registryPath.empty()) {
     std::error_code ec;
-    std::string absolute = std::filesystem::absolute(args.environment.registryPath, ec).string();
+    const std::string absolute =
+        std::filesystem::absolute(args.environment.registryPath, ec).string();
     SetRegistryFile(absolute);
     // A module registering itself writes through its own registry, which reads this.
     setenv("VELA_REGISTRY", absolute.c_str(), 1);
   }
-  if (app.got_subcommand("register") || app.got_subcommand("unregister")) {
-    return RunRegistration(args.registerModule, app.got_subcommand("unregister"), &output);
+  if (registerCommand->parsed() || unregisterCommand->parsed() || providersCommand->parsed()) {
+    ResultStream results;
+    Output output(args.json, true, results.Out(), std::cerr);
+    if (providersCommand->parsed()) return ShowProviders(&output);
+    return RunRegistration(args.registerModule, unregisterCommand->parsed(), &output);
   }
-  if (app.got_subcommand("providers")) return ShowProviders(&output);
   ProviderChoice choice;
   std::string choiceProblem;
   if (!ChooseProvider(args.module, args.provider, ProviderLibraryPath(), &choice, &choiceProblem)) {
+    Output output(args.json, true, std::cout, std::cerr);
     output.Problem(choiceProblem);
     return kExitBadArguments;
   }
+  const CommandTable::Entry* command = commands.Given();
+  args.environment.simulate = simulate->count() > 0;
+  const bool shell = command->subcommand->get_name() == "shell";
+  if (!args.timeout.empty() && shell) {
+    std::cerr << "vdsctl: --timeout bounds one-shot commands, not the shell\n" << kUsage;
+    return kExitBadArguments;
+  }
+
+  ResultStream results;
+  Output output(args.json, !shell, results.Out(), std::cerr);
   EnvironmentError envError;
   std::unique_ptr<RunEnvironment> environment =
       RunEnvironment::Prepare(args.environment, &envError);
   if (!environment) {
     output.Problem(envError.message);
     return envError.code;
+  }
+  for (const std::string& warning : environment->Warnings()) output.Warning(warning);
+  const ProviderLog providerLog(environment->ProviderLogPath());
+
+  // A silent proxy holds a provider call for the whole reply wait; --timeout ends the run then,
+  // naming the proxy the provider was talking to.
+  std::optional<Watchdog> watchdog;
+  if (!args.timeout.empty()) {
+    const auto limit =
+        std::chrono::milliseconds(static_cast<long long>(std::stod(args.timeout) * 1000.0 + 0.5));
+    watchdog.emplace(limit, [&] {
+      const SessionReport report = ReadSessionReport(providerLog.ReadRun());
+      output.Problem("the proxy at " + ProxyAddressText(report) + " did not answer within " +
+                         args.timeout + " s",
+                     Json{{"proxy", ProxyJson(report)}, {"cause", "no answer"}});
+      environment->RemoveFiles();
+      _exit(kExitServiceFailure);
+    });
   }
 
   ComPtr<AdviseSink> sink(new AdviseSink());
@@ -225,8 +247,17 @@ int Main(int argc, char** argv) {
     return kExitServiceFailure;
   }
   Model model(host->Provider());
-  const ExitCode code = RunCommand(app, args, &model, &output, sink.Get());
+  Commands shared(&model, &output);
+  ExitCode code = command->needsProxy
+                      ? CheckSession(ReadSessionReport(providerLog.ReadRun()), &model, &output)
+                      : kExitOk;
+  if (code == kExitOk) {
+    CommandContext context{&model,     &shared,      &output,
+                           sink.Get(), &providerLog, isatty(STDIN_FILENO) != 0};
+    code = command->run(context);
+  }
   host.reset();
+  watchdog.reset();
   return code;
 }
 

@@ -210,7 +210,8 @@ ExitCode MultipathCommands::FindLun(int subsystem, int lun, ComPtr<IVdsLunMpio>*
     }
     return kExitOk;
   }
-  output_->Problem(NoSuchObjectText(Kind::kLun, subsystem, lun));
+  output_->Problem("There is no LUN " + std::to_string(lun) + " in subsystem " +
+                   std::to_string(subsystem) + ".");
   return kExitSyntax;
 }
 

@@ -1,5 +1,6 @@
 #include "tools/vdsctl/names.h"
 
+#include <cctype>
 #include <cstdio>
 #include <string_view>
 
@@ -45,6 +46,13 @@ constexpr Word kStatus[] = {
     {VDS_SSS_FAILED, "Failed"},
     {VDS_DRS_REMOVED, "Removed"},
     {VDS_SSS_PARTIALLY_MANAGED, "Partially managed"},
+};
+
+constexpr Word kProviderType[] = {
+    {VDS_PT_UNKNOWN, "Unknown"},
+    {VDS_PT_SOFTWARE, "Software"},
+    {VDS_PT_HARDWARE, "Hardware"},
+    {VDS_PT_VIRTUALDISK, "Virtual disk"},
 };
 
 constexpr Word kTransition[] = {
@@ -133,6 +141,99 @@ constexpr Word kDriveFlags[] = {
     {VDS_DF_HOTSPARE_STANDBY, "Standby"},
 };
 
+constexpr Word kSubsystemFlags[] = {
+    {VDS_SF_LUN_MASKING_CAPABLE, "LUN masking"},
+    {VDS_SF_LUN_PLEXING_CAPABLE, "LUN plexing"},
+    {VDS_SF_LUN_REMAPPING_CAPABLE, "LUN remapping"},
+    {VDS_SF_DRIVE_EXTENT_CAPABLE, "Drive extents"},
+    {VDS_SF_HARDWARE_CHECKSUM_CAPABLE, "Hardware checksum"},
+    {VDS_SF_RADIUS_CAPABLE, "RADIUS"},
+    {VDS_SF_READ_BACK_VERIFY_CAPABLE, "Read-back verify"},
+    {VDS_SF_WRITE_THROUGH_CACHING_CAPABLE, "Write-through caching"},
+    {VDS_SF_SUPPORTS_FAULT_TOLERANT_LUNS, "Fault-tolerant LUNs"},
+    {VDS_SF_SUPPORTS_NON_FAULT_TOLERANT_LUNS, "Non-fault-tolerant LUNs"},
+    {VDS_SF_SUPPORTS_SIMPLE_LUNS, "Simple LUNs"},
+    {VDS_SF_SUPPORTS_SPAN_LUNS, "Span LUNs"},
+    {VDS_SF_SUPPORTS_STRIPE_LUNS, "Stripe LUNs"},
+    {VDS_SF_SUPPORTS_MIRROR_LUNS, "Mirror LUNs"},
+    {VDS_SF_SUPPORTS_PARITY_LUNS, "Parity LUNs"},
+    {VDS_SF_SUPPORTS_AUTH_CHAP, "CHAP"},
+    {VDS_SF_SUPPORTS_AUTH_MUTUAL_CHAP, "Mutual CHAP"},
+    {VDS_SF_SUPPORTS_SIMPLE_TARGET_CONFIG, "Simple target configuration"},
+    {VDS_SF_SUPPORTS_LUN_NUMBER, "LUN numbers"},
+    {VDS_SF_SUPPORTS_MIRRORED_CACHE, "Mirrored cache"},
+    {VDS_SF_READ_CACHING_CAPABLE, "Read caching"},
+    {VDS_SF_WRITE_CACHING_CAPABLE, "Write caching"},
+    {VDS_SF_MEDIA_SCAN_CAPABLE, "Media scan"},
+    {VDS_SF_CONSISTENCY_CHECK_CAPABLE, "Consistency check"},
+};
+
+constexpr Word kRaidFlags[] = {
+    {VDS_SF_SUPPORTS_RAID2_LUNS, "RAID-2"},   {VDS_SF_SUPPORTS_RAID3_LUNS, "RAID-3"},
+    {VDS_SF_SUPPORTS_RAID4_LUNS, "RAID-4"},   {VDS_SF_SUPPORTS_RAID5_LUNS, "RAID-5"},
+    {VDS_SF_SUPPORTS_RAID6_LUNS, "RAID-6"},   {VDS_SF_SUPPORTS_RAID01_LUNS, "RAID-01"},
+    {VDS_SF_SUPPORTS_RAID03_LUNS, "RAID-03"}, {VDS_SF_SUPPORTS_RAID05_LUNS, "RAID-05"},
+    {VDS_SF_SUPPORTS_RAID10_LUNS, "RAID-10"}, {VDS_SF_SUPPORTS_RAID15_LUNS, "RAID-15"},
+    {VDS_SF_SUPPORTS_RAID30_LUNS, "RAID-30"}, {VDS_SF_SUPPORTS_RAID50_LUNS, "RAID-50"},
+    {VDS_SF_SUPPORTS_RAID51_LUNS, "RAID-51"}, {VDS_SF_SUPPORTS_RAID53_LUNS, "RAID-53"},
+    {VDS_SF_SUPPORTS_RAID60_LUNS, "RAID-60"}, {VDS_SF_SUPPORTS_RAID61_LUNS, "RAID-61"},
+};
+
+constexpr Word kLunFlags[] = {
+    {VDS_LF_LBN_REMAP_ENABLED, "LBN remap"},
+    {VDS_LF_READ_BACK_VERIFY_ENABLED, "Read-back verify"},
+    {VDS_LF_WRITE_THROUGH_CACHING_ENABLED, "Write-through caching"},
+    {VDS_LF_HARDWARE_CHECKSUM_ENABLED, "Hardware checksum"},
+    {VDS_LF_READ_CACHE_ENABLED, "Read cache"},
+    {VDS_LF_WRITE_CACHE_ENABLED, "Write cache"},
+    {VDS_LF_MEDIA_SCAN_ENABLED, "Media scan"},
+    {VDS_LF_CONSISTENCY_CHECK_ENABLED, "Consistency check"},
+    {VDS_LF_SNAPSHOT, "Snapshot"},
+};
+
+constexpr Word kProviderFlags[] = {
+    {VDS_PF_DYNAMIC, "Dynamic"},
+    {VDS_PF_INTERNAL_HARDWARE_PROVIDER, "Internal hardware"},
+    {VDS_PF_ONE_DISK_ONLY_PER_PACK, "One disk per pack"},
+    {VDS_PF_ONE_PACK_ONLINE_ONLY, "One pack online"},
+    {VDS_PF_VOLUME_SPACE_MUST_BE_CONTIGUOUS, "Contiguous volume space"},
+    {VDS_PF_SUPPORT_MIRROR, "Mirror"},
+    {VDS_PF_SUPPORT_RAID5, "RAID-5"},
+    {VDS_PF_SUPPORT_DYNAMIC_1394, "Dynamic 1394"},
+    {VDS_PF_SUPPORT_FAULT_TOLERANT, "Fault tolerant"},
+    {VDS_PF_SUPPORT_DYNAMIC, "Dynamic support"},
+};
+
+// The set bits of `flags` in words, in bit order, with `separator` between them; unknown bits
+// as "0x..".
+template <size_t N>
+std::string FlagWords(const Word (&table)[N], ULONG flags, const char* separator) {
+  std::string words;
+  ULONG known = 0;
+  for (const Word& word : table) {
+    known |= static_cast<ULONG>(word.value);
+    if ((flags & word.value) == 0) continue;
+    if (!words.empty()) words += separator;
+    words += word.text;
+  }
+  if ((flags & ~known) != 0) {
+    char text[16];
+    std::snprintf(text, sizeof(text), "0x%X", static_cast<unsigned>(flags & ~known));
+    if (!words.empty()) words += separator;
+    words += text;
+  }
+  return words;
+}
+
+// "Spare, Standby (0x30)", "None (0x0)": the words and the number they stand for.
+template <size_t N>
+std::string FlagWordsWithHex(const Word (&table)[N], ULONG flags) {
+  char hex[16];
+  std::snprintf(hex, sizeof(hex), "0x%X", static_cast<unsigned>(flags));
+  const std::string words = FlagWords(table, flags, ", ");
+  return (words.empty() ? std::string("None") : words) + " (" + hex + ")";
+}
+
 struct NotificationWords {
   ULONG event;
   std::string_view kind;
@@ -157,6 +258,7 @@ constexpr NotificationWords kNotifications[] = {
 
 std::string HealthWord(VDS_HEALTH health) { return Lookup(kHealth, health); }
 std::string StatusWord(int32_t status) { return Lookup(kStatus, status); }
+std::string ProviderTypeWord(VDS_PROVIDER_TYPE type) { return Lookup(kProviderType, type); }
 std::string TransitionWord(VDS_TRANSITION_STATE state) { return Lookup(kTransition, state); }
 std::string LunTypeWord(VDS_LUN_TYPE type) { return Lookup(kLunType, type); }
 std::string PlexTypeWord(VDS_LUN_PLEX_TYPE type) { return Lookup(kPlexType, type); }
@@ -164,22 +266,22 @@ std::string PoolTypeWord(VDS_STORAGE_POOL_TYPE type) { return Lookup(kPoolType, 
 std::string RaidTypeWord(VDS_RAID_TYPE type) { return Lookup(kRaidType, type); }
 std::string BusTypeWord(VDS_STORAGE_BUS_TYPE type) { return Lookup(kBusType, type); }
 
-std::string DriveFlagWords(ULONG flags) {
-  std::string words;
-  ULONG known = 0;
-  for (const Word& word : kDriveFlags) {
-    known |= static_cast<ULONG>(word.value);
-    if ((flags & word.value) == 0) continue;
-    if (!words.empty()) words += ',';
-    words += word.text;
+std::string DriveFlagWords(ULONG flags) { return FlagWords(kDriveFlags, flags, ","); }
+std::string DriveFlagText(ULONG flags) { return FlagWordsWithHex(kDriveFlags, flags); }
+std::string SubsystemFlagText(ULONG flags) { return FlagWordsWithHex(kSubsystemFlags, flags); }
+std::string RaidFlagText(ULONG flags) { return FlagWordsWithHex(kRaidFlags, flags); }
+std::string LunFlagText(ULONG flags) { return FlagWordsWithHex(kLunFlags, flags); }
+std::string ProviderFlagText(ULONG flags) { return FlagWordsWithHex(kProviderFlags, flags); }
+
+std::string WwnText(const std::string& text) {
+  if (text.size() != 16) return text;
+  std::string out;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (!std::isxdigit(static_cast<unsigned char>(text[i]))) return text;
+    if (i > 0 && i % 2 == 0) out += ':';
+    out += static_cast<char>(std::tolower(static_cast<unsigned char>(text[i])));
   }
-  if ((flags & ~known) != 0) {
-    char text[16];
-    std::snprintf(text, sizeof(text), "0x%X", static_cast<unsigned>(flags & ~known));
-    if (!words.empty()) words += ',';
-    words += text;
-  }
-  return words;
+  return out;
 }
 
 std::string HResultHex(HRESULT hr) {

@@ -15,6 +15,8 @@ std::string HealthWord(VDS_HEALTH health);
 // their values (1 online, 4 offline, ...), so one table serves them all.
 std::string StatusWord(int32_t status);
 
+// "Hardware", "Software": the provider's type.
+std::string ProviderTypeWord(VDS_PROVIDER_TYPE type);
 std::string TransitionWord(VDS_TRANSITION_STATE state);
 std::string LunTypeWord(VDS_LUN_TYPE type);
 std::string PlexTypeWord(VDS_LUN_PLEX_TYPE type);
@@ -24,6 +26,16 @@ std::string BusTypeWord(VDS_STORAGE_BUS_TYPE type);
 
 // "Spare,Assigned": the set VDS_DF_* bits in words, in bit order; unknown bits as "0x..".
 std::string DriveFlagWords(ULONG flags);
+
+// Flags in words with the number beside them: "Spare, Standby (0x30)", "None (0x0)".
+std::string DriveFlagText(ULONG flags);
+std::string SubsystemFlagText(ULONG flags);
+std::string RaidFlagText(ULONG flags);  // ulSupportedRaidTypeFlags
+std::string LunFlagText(ULONG flags);
+std::string ProviderFlagText(ULONG flags);
+
+// "20:70:02:56:4c:05:00:01" for a WWN written as 16 hex digits; other text as it is.
+std::string WwnText(const std::string& text);
 
 // "VDS_E_OBJECT_NOT_FOUND", or "0x8004FFFF" for a code without a name.
 std::string HResultText(HRESULT hr);

@@ -21,29 +21,75 @@ void Output::Document(const vdsctl::Json& document) {
        << std::flush;
 }
 
+void Output::ConnectionChanged(bool lost, const std::string& proxy) {
+  connectionLost_ = lost;
+  if (json_) {
+    Document(
+        vdsctl::Json{{"connection", {{"proxy", proxy}, {"state", lost ? "lost" : "restored"}}}});
+  } else if (lost) {
+    Interjection("Connection to the proxy at " + proxy +
+                 " lost; what is listed may be out of date.\n");
+  } else {
+    Interjection("Connection to the proxy at " + proxy + " restored.\n");
+  }
+}
+
+void Output::SetScriptLine(int line) { scriptLine_ = line; }
+
+std::string Output::LinePrefix() const {
+  const int line = scriptLine_;
+  return line > 0 ? "line " + std::to_string(line) + ": " : "";
+}
+
 void Output::CallFailed(const CallError& error) {
   if (json_) {
-    Document(ErrorJson(error.hr, error.call));
+    vdsctl::Json document = ErrorJson(error.hr, error.call);
+    if (scriptLine_ > 0) document["error"]["line"] = scriptLine_.load();
+    Document(document);
     return;
   }
   std::lock_guard<std::mutex> lock(mutex_);
-  err_ << error.call << " failed: " << HResultText(error.hr) << " (" << HResultHex(error.hr)
-       << ").\n"
+  err_ << LinePrefix() << error.call << " failed: " << HResultText(error.hr) << " ("
+       << HResultHex(error.hr) << ").\n"
        << std::flush;
 }
 
-void Output::Problem(const std::string& message) {
+void Output::Problem(const std::string& message) { Problem(message, vdsctl::Json::object()); }
+
+void Output::Problem(const std::string& message, const vdsctl::Json& details) {
   if (json_) {
-    Document(vdsctl::Json{{"error", {{"message", message}}}});
+    vdsctl::Json error{{"message", message}};
+    for (const auto& [name, value] : details.items()) error[name] = value;
+    if (scriptLine_ > 0) error["line"] = scriptLine_.load();
+    Document(vdsctl::Json{{"error", std::move(error)}});
     return;
   }
+  Warning(LinePrefix() + message);
+}
+
+void Output::Warning(const std::string& message) {
   std::lock_guard<std::mutex> lock(mutex_);
   err_ << message << "\n" << std::flush;
 }
 
 void Output::Prompt(const std::string& prompt) {
   std::lock_guard<std::mutex> lock(mutex_);
+  prompt_ = prompt;
   out_ << prompt << std::flush;
+}
+
+void Output::PromptAnswered() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  prompt_.clear();
+}
+
+void Output::Interjection(const std::string& text) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (prompt_.empty()) {
+    out_ << text << std::flush;
+  } else {
+    out_ << "\n" << text << prompt_ << std::flush;
+  }
 }
 
 void Output::Notification(const VDS_NOTIFICATION& notification) {
@@ -54,7 +100,7 @@ void Output::Notification(const VDS_NOTIFICATION& notification) {
                             {"id", GuidToString(notification.SubSystem.subSystemId)}}}});
     return;
   }
-  Text("Notification: " + NotificationText(notification) + "\n");
+  Interjection("Notification: " + NotificationText(notification) + "\n");
 }
 
 }  // namespace vdsctl

@@ -4,6 +4,7 @@
 #ifndef VELA_TOOLS_VDSCTL_OUTPUT_H_
 #define VELA_TOOLS_VDSCTL_OUTPUT_H_
 
+#include <atomic>
 #include <mutex>
 #include <ostream>
 #include <string>
@@ -32,17 +33,40 @@ class Output {
   // A problem with what the user asked: words on standard error, or
   // {"error":{"message":...}} with --json.
   void Problem(const std::string& message);
-  // The prompt of the interactive shell, flushed without a line end.
+  // The same with more members beside "message" in the JSON form ("proxy", "cause").
+  void Problem(const std::string& message, const vdsctl::Json& details);
+  // A line on standard error in both modes: it is no result of the command.
+  void Warning(const std::string& message);
+  // The prompt of the interactive shell, flushed without a line end. Until PromptAnswered, a
+  // notification or a connection line goes on a line of its own and the prompt is shown again.
   void Prompt(const std::string& prompt);
+  void PromptAnswered();
 
   void Notification(const VDS_NOTIFICATION& notification);
 
+  // The shell's view of the provider's proxy session: a lost session is told once, and each
+  // list made while it is lost is marked.
+  void ConnectionChanged(bool lost, const std::string& proxy);
+  bool ConnectionLost() const { return connectionLost_; }
+
+  // While a script runs: the number of its line in progress. Problems and failed calls then
+  // begin with "line N: " (in JSON, carry "line": N). Zero: no line.
+  void SetScriptLine(int line);
+
  private:
+  // "line N: " or "".
+  std::string LinePrefix() const;
+  // Text that arrives on another thread: below a waiting prompt, which is shown again.
+  void Interjection(const std::string& text);
+
   const bool json_;
   const bool pretty_;
+  std::atomic<int> scriptLine_{0};
+  std::atomic<bool> connectionLost_{false};
   std::mutex mutex_;
-  std::ostream& out_;  // guarded by mutex_
-  std::ostream& err_;  // guarded by mutex_
+  std::ostream& out_;   // guarded by mutex_
+  std::string prompt_;  // the prompt waiting for its line, or empty; guarded by mutex_
+  std::ostream& err_;   // guarded by mutex_
 };
 
 }  // namespace vdsctl

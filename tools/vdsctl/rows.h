@@ -75,6 +75,8 @@ struct PlexRow {
 
 struct PoolRow {
   int index = 0;
+  // The subsystem whose drives the pool is made of; nothing for a pool without drives.
+  std::optional<int> subsystem;
   VDS_STORAGE_POOL_PROP prop{};
   Text pwszName;
   Text pwszDescription;

@@ -1,6 +1,10 @@
 #include "tools/vdsctl/shell.h"
 
+#include <algorithm>
+#include <string_view>
 #include <vector>
+
+#include "tools/vdsctl/health.h"
 
 namespace vdsctl {
 
@@ -9,11 +13,17 @@ Shell::Shell(Model* model, Commands* commands, Output* output)
 
 ExitCode Shell::Run(std::istream& in, bool interactive) {
   std::string line;
-  for (;;) {
+  for (int number = 1;; ++number) {
     if (interactive) output_->Prompt("VDSCTL> ");
-    if (!std::getline(in, line)) break;
+    const bool read = static_cast<bool>(std::getline(in, line));
+    if (interactive) output_->PromptAnswered();
+    if (!read) break;
+    // A script saved with a byte order mark: the mark is no part of its first command.
+    if (number == 1 && line.rfind("\xEF\xBB\xBF", 0) == 0) line.erase(0, 3);
     bool exit = false;
+    if (!interactive) output_->SetScriptLine(number);
     const ExitCode code = Execute(line, &exit);
+    output_->SetScriptLine(0);
     if (code != kExitOk && !interactive) return code;
     if (exit) break;
   }
@@ -44,15 +54,13 @@ ExitCode Shell::Execute(const std::string& line, bool* exit) {
     case Verb::kList:
       return List(*command.kind);
     case Verb::kSelect:
-      return command.index ? Select(command) : ShowSelection(*command.kind);
+      return command.object ? Select(command) : ShowSelection(*command.kind);
     case Verb::kDetail:
       return Detail(command.kind);
     case Verb::kRefresh:
-      if (CallResult failure = model_->Refresh()) {
-        output_->CallFailed(*failure);
-        return kExitFatal;
-      }
-      return Done("The provider has been refreshed.");
+      return Refresh();
+    case Verb::kHealth:
+      return ShowHealth(model_, output_);
     case Verb::kReenumerate: {
       CallResult failure;
       if (command.kind == Kind::kSubsystem) {
@@ -82,6 +90,22 @@ ExitCode Shell::Done(const std::string& what) {
   return kExitOk;
 }
 
+ExitCode Shell::Refresh() {
+  const size_t logBefore = log_ != nullptr ? log_->ReadRun().size() : 0;
+  if (CallResult failure = model_->Refresh()) {
+    output_->CallFailed(*failure);
+    return kExitFatal;
+  }
+  if (ExitCode code = Done("The provider has been refreshed.")) return code;
+  std::vector<SubsystemRow> rows;
+  if (log_ == nullptr || model_->Subsystems(&rows) || !rows.empty()) return kExitOk;
+  const std::string log = log_->ReadRun();
+  output_->Warning(
+      "The refresh left the provider without subsystems: " +
+      EmptyRefreshReason(std::string_view(log).substr(std::min(logBefore, log.size()))) + ".");
+  return kExitOk;
+}
+
 ExitCode Shell::ScopeSubsystem(std::optional<int>* subsystem) {
   subsystem->reset();
   if (Focus(Kind::kSubsystem)) {
@@ -108,7 +132,6 @@ ExitCode Shell::ScopeSubsystem(std::optional<int>* subsystem) {
 
 ExitCode Shell::Select(const ShellCommand& command) {
   const Kind kind = *command.kind;
-  const int index = *command.index;
   int subsystem = 0;
   if (KindIsPerSubsystem(kind)) {
     std::optional<int> scope;
@@ -119,15 +142,12 @@ ExitCode Shell::Select(const ShellCommand& command) {
     }
     subsystem = *scope;
   }
-  std::optional<GUID> id;
-  if (ExitCode code = commands_->FindId(kind, subsystem, index, &id)) return code;
-  if (!id) {
-    output_->Problem(NoSuchObjectText(kind, subsystem, index));
-    return kExitSyntax;
-  }
+  GUID id{};
+  int index = 0;
+  if (ExitCode code = commands_->Find(kind, subsystem, *command.object, &id, &index)) return code;
   if (kind == Kind::kSubsystem && Focus(kind) != id) {
     // The objects of the previous subsystem lose their focus with it.
-    for (Kind other : {Kind::kController, Kind::kPort, Kind::kDrive, Kind::kLun}) {
+    for (Kind other : {Kind::kController, Kind::kPort, Kind::kDrive, Kind::kLun, Kind::kPlex}) {
       Focus(other).reset();
     }
   }
@@ -136,7 +156,7 @@ ExitCode Shell::Select(const ShellCommand& command) {
   if (output_->Json()) {
     Json selected{{"kind", KindSingular(kind)}, {"index", index}};
     if (KindIsPerSubsystem(kind)) selected["subsystem"] = subsystem;
-    selected["id"] = GuidToString(*id);
+    selected["id"] = GuidToString(id);
     output_->Document(Json{{"selected", std::move(selected)}});
   } else {
     output_->Text(std::string(KindTitle(kind)) + " " + std::to_string(index) +
@@ -193,7 +213,7 @@ ExitCode Shell::Detail(std::optional<Kind> kind) {
     output_->Problem("There is no " + KindWord(*kind) + " selected.");
     return kExitSyntax;
   }
-  return commands_->Detail(*kind, subsystem.value_or(0), *index);
+  return commands_->Detail(*kind, subsystem.value_or(0), ObjectRef::Index(*index));
 }
 
 }  // namespace vdsctl

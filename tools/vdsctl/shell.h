@@ -11,6 +11,7 @@
 
 #include "platform/guid.h"
 #include "tools/vdsctl/commands.h"
+#include "tools/vdsctl/provider_log.h"
 #include "tools/vdsctl/shell_syntax.h"
 
 namespace vdsctl {
@@ -26,6 +27,9 @@ class Shell {
   // that command's exit code.
   ExitCode Run(std::istream& in, bool interactive);
 
+  // The provider's log, so that a refresh that empties the tree can say why. Optional.
+  void SetProviderLog(const ProviderLog* log) { log_ = log; }
+
   // One line; sets *exit on "exit".
   ExitCode Execute(const std::string& line, bool* exit);
 
@@ -37,6 +41,7 @@ class Shell {
   ExitCode List(Kind kind);
   ExitCode Detail(std::optional<Kind> kind);
   ExitCode Done(const std::string& what);
+  ExitCode Refresh();
   // The subsystem that scopes the per-subsystem kinds: the selected one, else the only one.
   // Nothing (and kExitOk) when there is no selection and more than one subsystem.
   ExitCode ScopeSubsystem(std::optional<int>* subsystem);
@@ -45,6 +50,7 @@ class Shell {
   Model* model_;
   Commands* commands_;
   Output* output_;
+  const ProviderLog* log_ = nullptr;
   std::array<std::optional<GUID>, kKinds> focus_;  // selected object of each kind
   std::optional<Kind> last_;                       // kind of the latest selection
 };

@@ -1,6 +1,6 @@
 #include "tools/vdsctl/shell_syntax.h"
 
-#include <charconv>
+#include <cctype>
 #include <vector>
 
 namespace vdsctl {
@@ -21,13 +21,6 @@ std::vector<std::string_view> SplitWords(std::string_view line) {
   return words;
 }
 
-bool ParseIndex(std::string_view word, int* index) {
-  const char* first = word.data();
-  const char* last = first + word.size();
-  auto [ptr, ec] = std::from_chars(first, last, *index);
-  return ec == std::errc() && ptr == last && *index >= 0;
-}
-
 struct VerbWord {
   std::string_view keyword;
   Verb verb;
@@ -39,6 +32,7 @@ constexpr VerbWord kVerbs[] = {
     {"detail", Verb::kDetail},
     {"refresh", Verb::kRefresh},
     {"reenumerate", Verb::kReenumerate},
+    {"health", Verb::kHealth},
     {"help", Verb::kHelp},
     {"exit", Verb::kExit},
     {"quit", Verb::kExit},
@@ -63,7 +57,10 @@ bool ParseShellLine(std::string_view line, ShellCommand* command, std::string* e
   // DiskRAID users type "?" for help.
   if (words[0] == "?") command->verb = Verb::kHelp;
   if (command->verb == Verb::kNone) {
-    return Fail(error, "Unknown command: " + std::string(words[0]));
+    std::vector<std::string_view> verbs;
+    for (const VerbWord& verb : kVerbs) verbs.push_back(verb.keyword);
+    return Fail(error,
+                "Unknown command '" + std::string(words[0]) + "'." + DidYouMean(words[0], verbs));
   }
 
   size_t max_words = 1;
@@ -71,7 +68,8 @@ bool ParseShellLine(std::string_view line, ShellCommand* command, std::string* e
     case Verb::kList:
     case Verb::kSelect:
       if (words.size() < 2) return Fail(error, "The object type is missing.");
-      max_words = command->verb == Verb::kSelect ? 3 : 2;
+      // A name or serial may hold blanks: the rest of the line is the object.
+      max_words = command->verb == Verb::kSelect ? words.size() : 2;
       break;
     case Verb::kDetail:
       max_words = 2;
@@ -88,6 +86,7 @@ bool ParseShellLine(std::string_view line, ShellCommand* command, std::string* e
         return Fail(error, "Usage: reenumerate subsystems|drives");
       }
       return true;
+    case Verb::kHealth:
     case Verb::kHelp:
     case Verb::kExit:
     case Verb::kNone:
@@ -98,17 +97,20 @@ bool ParseShellLine(std::string_view line, ShellCommand* command, std::string* e
   }
   if (words.size() >= 2) {
     command->kind = ParseKind(words[1]);
-    if (!command->kind) return Fail(error, "Unknown object type: " + std::string(words[1]));
-    if (command->verb == Verb::kSelect && command->kind == Kind::kPlex) {
-      return Fail(error, "Plexes cannot be selected.");
+    if (!command->kind) {
+      return Fail(error, "Unknown object type '" + std::string(words[1]) + "'." +
+                             DidYouMean(words[1], KindPlurals()));
     }
   }
-  if (words.size() == 3) {
-    int index = 0;
-    if (!ParseIndex(words[2], &index)) {
-      return Fail(error, "Not an object number: " + std::string(words[2]));
+  if (words.size() >= 3) {
+    std::string_view rest = line.substr(static_cast<size_t>(words[2].data() - line.data()));
+    while (!rest.empty() && std::isspace(static_cast<unsigned char>(rest.back()))) {
+      rest.remove_suffix(1);
     }
-    command->index = index;
+    command->object = ParseObjectRef(rest);
+    if (command->object->by == ObjectRef::By::kInvalid) {
+      return Fail(error, "Not an object number, name=TEXT or serial=TEXT: " + std::string(rest));
+    }
   }
   return true;
 }
@@ -116,13 +118,14 @@ bool ParseShellLine(std::string_view line, ShellCommand* command, std::string* e
 std::string ShellHelpText() {
   return "list subsystems|controllers|ports|drives|luns|plexes|pools\n"
          "                      list objects; the selected one is marked with *\n"
-         "select subsystem|controller|port|drive|lun|pool [N]\n"
-         "                      give object N the focus, or show the focus\n"
-         "detail [subsystem|controller|port|drive|lun|pool]\n"
+         "select subsystem|controller|port|drive|lun|plex|pool [N|name=TEXT|serial=TEXT]\n"
+         "                      give the object the focus, or show the focus\n"
+         "detail [subsystem|controller|port|drive|lun|plex|pool]\n"
          "                      show the selected object\n"
          "refresh provider      have the provider read the arrays again\n"
          "reenumerate subsystems|drives\n"
          "                      have the provider look for new subsystems or drives\n"
+         "health                every object that is not online and healthy\n"
          "help                  show this text\n"
          "exit                  leave the shell\n";
 }

@@ -9,20 +9,21 @@
 #include <string_view>
 
 #include "tools/vdsctl/kinds.h"
+#include "tools/vdsctl/object_ref.h"
 
 namespace vdsctl {
 
-enum class Verb { kNone, kList, kSelect, kDetail, kRefresh, kReenumerate, kHelp, kExit };
+enum class Verb { kNone, kList, kSelect, kDetail, kRefresh, kReenumerate, kHealth, kHelp, kExit };
 
 struct ShellCommand {
   Verb verb = Verb::kNone;  // kNone: an empty or comment line
   std::optional<Kind> kind;
-  std::optional<int> index;
+  std::optional<ObjectRef> object;  // select: the number, name=TEXT or serial=TEXT
 };
 
 // Fills *command, or returns false and a one-line reason in *error. Forms:
-//   list KINDS | select KIND [N] | detail [KIND] | refresh provider
-//   reenumerate subsystems|drives | help | exit | quit
+//   list KINDS | select KIND [N|name=TEXT|serial=TEXT] | detail [KIND] | refresh provider
+//   reenumerate subsystems|drives | health | help | exit | quit
 bool ParseShellLine(std::string_view line, ShellCommand* command, std::string* error);
 
 // The text that `help` prints.

@@ -78,6 +78,12 @@ std::string GroupedTable(const std::vector<Column>& columns, const std::vector<R
 
 }  // namespace
 
+std::string DriveModel(const Text& name) {
+  if (!name) return "-";
+  const size_t serial = name->find(" s/n ");
+  return serial == std::string::npos ? *name : name->substr(0, serial);
+}
+
 ULONGLONG FreeBytes(const DriveRow& drive) {
   ULONGLONG free = 0;
   for (const VDS_DRIVE_EXTENT& extent : drive.extents) {
@@ -119,37 +125,48 @@ std::string ListText(const std::vector<PortRow>& rows, const GUID& selected) {
       [&](Table* table, const PortRow& row) {
         table->AddRow(
             {Numbered("Port", row.index), Show(row.pwszFriendlyName), StatusWord(row.prop.status),
-             std::to_string(row.controller), Show(row.pwszIdentification)},
+             std::to_string(row.controller), WwnText(Show(row.pwszIdentification))},
             row.prop.id == selected);
       });
 }
 
 std::string ListText(const std::vector<DriveRow>& rows, const GUID& selected) {
-  return GroupedTable(
-      {{"Drive ###"},
-       {"Status"},
-       {"Health"},
-       {"Size", Align::kRight},
-       {"Free", Align::kRight},
-       {"Bus", Align::kRight},
-       {"Slot", Align::kRight},
-       {"Flags"}},
-      rows, [&](Table* table, const DriveRow& row) {
-        table->AddRow({Numbered("Drive", row.index), StatusWord(row.prop.status),
-                       HealthWord(row.prop.health), HumanSize(row.prop.ullSize),
-                       HumanSize(FreeBytes(row)), std::to_string(row.prop.sInternalBusNumber),
-                       std::to_string(row.prop.sSlotNumber), DriveFlagWords(row.prop.ulFlags)},
-                      row.prop.id == selected);
-      });
+  return GroupedTable({{"Drive ###"},
+                       {"Status"},
+                       {"Health"},
+                       {"Size", Align::kRight},
+                       {"Free", Align::kRight},
+                       {"Bus", Align::kRight},
+                       {"Slot", Align::kRight},
+                       {"Flags"},
+                       {"Serial"},
+                       {"Model"}},
+                      rows, [&](Table* table, const DriveRow& row) {
+                        table->AddRow(
+                            {Numbered("Drive", row.index), StatusWord(row.prop.status),
+                             HealthWord(row.prop.health), HumanSize(row.prop.ullSize),
+                             HumanSize(FreeBytes(row)), std::to_string(row.prop.sInternalBusNumber),
+                             std::to_string(row.prop.sSlotNumber), DriveFlagWords(row.prop.ulFlags),
+                             Show(row.pwszIdentification), DriveModel(row.pwszFriendlyName)},
+                            row.prop.id == selected);
+                      });
 }
 
 std::string ListText(const std::vector<LunRow>& rows, const GUID& selected) {
   return GroupedTable(
-      {{"LUN ###"}, {"Name"}, {"Status"}, {"Health"}, {"Type"}, {"Size", Align::kRight}}, rows,
-      [&](Table* table, const LunRow& row) {
+      {{"LUN ###"},
+       {"Name"},
+       {"Status"},
+       {"Health"},
+       {"Type"},
+       {"Size", Align::kRight},
+       {"Unmasked to"}},
+      rows, [&](Table* table, const LunRow& row) {
         table->AddRow(
             {Numbered("LUN", row.index), Show(row.pwszFriendlyName), StatusWord(row.prop.status),
-             HealthWord(row.prop.health), LunTypeWord(row.prop.type), HumanSize(row.prop.ullSize)},
+             HealthWord(row.prop.health), LunTypeWord(row.prop.type), HumanSize(row.prop.ullSize),
+             row.pwszUnmaskingList && !row.pwszUnmaskingList->empty() ? *row.pwszUnmaskingList
+                                                                      : "-"},
             row.prop.id == selected);
       });
 }
@@ -178,12 +195,14 @@ std::string ListText(const std::vector<PoolRow>& rows, const GUID& selected) {
                {"Status"},
                {"Health"},
                {"Total", Align::kRight},
-               {"Free", Align::kRight}});
+               {"Free", Align::kRight},
+               {"Subsystem", Align::kRight}});
   for (const PoolRow& row : rows) {
     table.AddRow(
         {Numbered("Pool", row.index), Show(row.pwszName), PoolTypeWord(row.prop.type),
          StatusWord(row.prop.status), HealthWord(row.prop.health),
-         HumanSize(row.prop.ullTotalManagedSpace), HumanSize(row.prop.ullRemainingFreeSpace)},
+         HumanSize(row.prop.ullTotalManagedSpace), HumanSize(row.prop.ullRemainingFreeSpace),
+         row.subsystem ? std::to_string(*row.subsystem) : "-"},
         row.prop.id == selected);
   }
   return table.Render();
@@ -196,8 +215,8 @@ std::string DetailText(const ProviderRow& row) {
       .Add("Version", Show(row.pwszVersion))
       .Add("Id", GuidToString(p.id))
       .Add("Version id", GuidToString(p.guidVersionId))
-      .Add("Type", p.type == VDS_PT_HARDWARE ? "Hardware" : std::to_string(p.type))
-      .Add("Flags", Hex(p.ulFlags))
+      .Add("Type", ProviderTypeWord(p.type))
+      .Add("Flags", ProviderFlagText(p.ulFlags))
       .Add("Stripe size flags", Hex(p.ulStripeSizeFlags))
       .Add("Rebuild priority", std::to_string(p.sRebuildPriority))
       .Render();
@@ -211,9 +230,9 @@ std::string DetailText(const SubsystemRow& row) {
       .Add("Id", GuidToString(p.id))
       .Add("Status", StatusWord(p.status))
       .Add("Health", HealthWord(p.health))
-      .Add("Flags", Hex(p.ulFlags))
+      .Add("Flags", SubsystemFlagText(p.ulFlags))
       .Add("Stripe size flags", Hex(p.ulStripeSizeFlags))
-      .Add("RAID type flags", Hex(p.ulSupportedRaidTypeFlags))
+      .Add("RAID type flags", RaidFlagText(p.ulSupportedRaidTypeFlags))
       .Add("Internal buses", std::to_string(p.sNumberOfInternalBuses))
       .Add("Slots per bus", std::to_string(p.sMaxNumberOfSlotsEachBus))
       .Add("Controllers", std::to_string(p.sMaxNumberOfControllers))
@@ -241,7 +260,7 @@ std::string DetailText(const PortRow& row) {
       .Add("Subsystem", std::to_string(row.subsystem))
       .Add("Controller", std::to_string(row.controller))
       .Add("Name", Show(row.pwszFriendlyName))
-      .Add("Identification", Show(row.pwszIdentification))
+      .Add("Identification", WwnText(Show(row.pwszIdentification)))
       .Add("Id", GuidToString(p.id))
       .Add("Status", StatusWord(p.status))
       .Render();
@@ -258,12 +277,12 @@ std::string DetailText(const DriveRow& row) {
                         .Add("Health", HealthWord(p.health))
                         .Add("Size", HumanSize(p.ullSize))
                         .Add("Free", HumanSize(FreeBytes(row)))
-                        .Add("Flags", DriveFlagWords(p.ulFlags))
+                        .Add("Flags", DriveFlagText(p.ulFlags))
                         .Add("Enclosure", std::to_string(p.ulEnclosureNumber))
                         .Add("Bus", std::to_string(p.sInternalBusNumber))
                         .Add("Slot", std::to_string(p.sSlotNumber))
                         .Add("Bus type", BusTypeWord(p.busType))
-                        .Add("Spindle speed", std::to_string(p.ulSpindleSpeed))
+                        .Add("Spindle speed", std::to_string(p.ulSpindleSpeed) + " rpm")
                         .Render();
   Table extents({{"Extent ###"}, {"LUN"}, {"Size", Align::kRight}, {"Used"}});
   int index = 0;
@@ -286,7 +305,7 @@ std::string DetailText(const LunRow& row) {
       .Add("Health", HealthWord(p.health))
       .Add("Type", LunTypeWord(p.type))
       .Add("Size", HumanSize(p.ullSize))
-      .Add("Flags", Hex(p.ulFlags))
+      .Add("Flags", LunFlagText(p.ulFlags))
       .Add("Transition state", TransitionWord(p.TransitionState))
       .Add("Rebuild priority", std::to_string(p.sRebuildPriority))
       .Add("Unmasking list", Show(row.pwszUnmaskingList));
@@ -315,7 +334,8 @@ std::string DetailText(const PoolRow& row) {
   const VDS_STORAGE_POOL_PROP& p = row.prop;
   const VDS_POOL_ATTRIBUTES& a = row.attributes;
   Detail detail(Numbered("Pool", row.index));
-  detail.Add("Name", Show(row.pwszName))
+  detail.Add("Subsystem", row.subsystem ? std::to_string(*row.subsystem) : "-")
+      .Add("Name", Show(row.pwszName))
       .Add("Description", Show(row.pwszDescription))
       .Add("Id", GuidToString(p.id))
       .Add("Type", PoolTypeWord(p.type))
@@ -331,10 +351,10 @@ std::string DetailText(const PoolRow& row) {
       .Add("Spin-down", a.bSpinDown ? "Yes" : "No")
       .Add("Thin provisioned", a.bIsThinProvisioned ? "Yes" : "No")
       .Add("No single point of failure", a.bNoSinglePointOfFailure ? "Yes" : "No")
-      .Add("Stripe size", std::to_string(a.ulStripeSize))
-      .Add("Stripe size min/max/default", std::to_string(a.ulStripeSizeMin) + " / " +
-                                              std::to_string(a.ulStripeSizeMax) + " / " +
-                                              std::to_string(a.ulDefaultStripeSize));
+      .Add("Stripe size", HumanSize(a.ulStripeSize))
+      .Add("Stripe size min/max/default", HumanSize(a.ulStripeSizeMin) + " / " +
+                                              HumanSize(a.ulStripeSizeMax) + " / " +
+                                              HumanSize(a.ulDefaultStripeSize));
   for (const auto& [name, value] : row.customAttributes) detail.Add(Show(name), Show(value));
   return detail.Render();
 }

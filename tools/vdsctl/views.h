@@ -11,6 +11,10 @@
 
 namespace vdsctl {
 
+// The maker and model of a drive: its friendly name up to " s/n ", which the provider puts
+// between the model and the serial number; the whole name when it has none.
+std::string DriveModel(const Text& name);
+
 // Bytes of a drive that no LUN uses: the sum of its unused extents.
 ULONGLONG FreeBytes(const DriveRow& drive);
 
