@@ -14,6 +14,7 @@ namespace sim {
 struct Simulator::Impl {
   std::unique_ptr<State> state;
   FaultInjector faults;
+  RequestJournal journal;
   ServerContext server;
   AdminContext admin;
   std::unique_ptr<Listener> proxyListener;
@@ -74,11 +75,12 @@ std::unique_ptr<Simulator> Simulator::Start(const SimOptions& options, std::stri
   if (!impl->state) return nullptr;
   impl->server.state = impl->state.get();
   impl->server.faults = &impl->faults;
+  impl->server.journal = &impl->journal;
   impl->server.credentials = {conf.user, conf.password};
   impl->server.pipeDir = options.pipe_dir;
   impl->server.heartbeatSeconds = options.heartbeat_seconds;
   impl->server.frameTimeoutMs = options.frame_timeout_ms;
-  impl->admin = {impl->state.get(), &impl->faults, &impl->server.heartbeatsEnabled};
+  impl->admin = {impl->state.get(), &impl->faults, &impl->server.heartbeatsEnabled, &impl->journal};
 
   Impl* raw = impl.get();
   impl->proxyListener = Listener::Start(
