@@ -15,6 +15,7 @@
 #include "tools/vdsctl/loader.h"
 #include "tools/vdsctl/model.h"
 #include "tools/vdsctl/output.h"
+#include "tools/vdsctl/provision_commands.h"
 #include "tools/vdsctl/shell.h"
 
 namespace vdsctl {
@@ -37,13 +38,52 @@ struct Arguments {
   int detailIndex = 0;
   std::optional<int> subsystem;
   std::string script;
+  bool hints2 = false;
+  std::vector<std::string> createWords;   // "lun" TYPE key=value ...
+  std::vector<std::string> unmaskWords;   // "lun" N all|none|LIST
+  CreateLunArgs create;
+  int unmaskIndex = 0;
+  std::string unmaskList;
 };
+
+// Checks the words of the changing commands before anything is loaded: a usage error changes
+// nothing.
+bool ParseChangeWords(CLI::App& app, Arguments* args, std::string* error) {
+  if (app.got_subcommand("create")) {
+    if (args->createWords.empty() || args->createWords[0] != "lun") {
+      *error = "create wants \"lun\": create lun TYPE [size=N] [drives=i,j,...] ...";
+      return false;
+    }
+    return ParseCreateLunWords(
+        std::vector<std::string>(args->createWords.begin() + 1, args->createWords.end()),
+        &args->create, error);
+  }
+  if (app.got_subcommand("unmask")) {
+    const std::vector<std::string>& words = args->unmaskWords;
+    if (words.size() != 3 || words[0] != "lun" ||
+        words[1].find_first_not_of("0123456789") != std::string::npos || words[1].size() > 9) {
+      *error = "unmask wants: unmask lun N all|none|wwn;wwn;...";
+      return false;
+    }
+    args->unmaskIndex = std::stoi(words[1]);
+    args->unmaskList = UnmaskingListWord(words[2]);
+  }
+  return true;
+}
 
 // The command once the provider is loaded.
 ExitCode RunCommand(CLI::App& app, const Arguments& args, Model* model, Output* output,
                     AdviseSink* sink) {
   Commands commands(model, output);
+  ProvisionCommands provision(model, output, args.hints2);
   if (app.got_subcommand("provider")) return commands.ShowProvider();
+  if (app.got_subcommand("create")) {
+    std::optional<GUID> created;
+    return provision.CreateLun(args.subsystem.value_or(0), args.create, &created);
+  }
+  if (app.got_subcommand("unmask")) {
+    return provision.Unmask(args.subsystem.value_or(0), args.unmaskIndex, args.unmaskList);
+  }
   if (app.got_subcommand("list")) {
     return commands.List(*ParseKind(args.listKind), args.subsystem);
   }
@@ -53,6 +93,7 @@ ExitCode RunCommand(CLI::App& app, const Arguments& args, Model* model, Output* 
   }
   sink->SetHandler([output](const VDS_NOTIFICATION& n) { output->Notification(n); });
   Shell shell(model, &commands, output);
+  shell.SetProvisioning(&provision);
   ExitCode code;
   if (!args.script.empty()) {
     std::ifstream script(args.script);
@@ -89,6 +130,8 @@ int Main(int argc, char** argv) {
           ->type_name("[=INVENTORY]");
   simulate->excludes(app.get_option("--conf"));
   app.add_flag("--json", args.json, "Write one JSON document instead of tables");
+  app.add_flag("--hints2", args.hints2,
+               "create lun goes through IVdsSubSystem2::CreateLun2 with VDS_HINTS2");
   app.require_subcommand(1, 1);
   // Global options may also follow the command: "vdsctl list drives --json".
   app.fallthrough();
@@ -114,6 +157,20 @@ int Main(int argc, char** argv) {
                    "Subsystem of a controller, port, drive or LUN (default 0)")
       ->check(CLI::NonNegativeNumber);
 
+  CLI::App* create = app.add_subcommand(
+      "create",
+      "create lun TYPE [size=N] [drives=i,j,...] [stripesize=N] [unmask=LIST] [hints=0xMASK] "
+      "[mostlyreads=true|false] [maxdrives=N] [hotspare=true]: make a LUN and wait for it");
+  create->add_option("words", args.createWords, "lun TYPE key=value ...")->required();
+  create->add_option("--subsystem", args.subsystem, "Subsystem to create in (default 0)")
+      ->check(CLI::NonNegativeNumber);
+
+  CLI::App* unmask = app.add_subcommand(
+      "unmask", "unmask lun N all|none|LIST: set which hosts see LUN N (LIST: wwn;wwn;...)");
+  unmask->add_option("words", args.unmaskWords, "lun N all|none|LIST")->required();
+  unmask->add_option("--subsystem", args.subsystem, "Subsystem of the LUN (default 0)")
+      ->check(CLI::NonNegativeNumber);
+
   CLI::App* shell = app.add_subcommand(
       "shell", "Interactive session with DiskRAID's select/list/detail, or a script");
   shell->add_option("--script", args.script, "Read the commands from FILE, not standard input")
@@ -130,6 +187,12 @@ int Main(int argc, char** argv) {
     return kExitBadArguments;
   }
   args.environment.simulate = simulate->count() > 0;
+  std::string usage;
+  if (!ParseChangeWords(app, &args, &usage)) {
+    Output early(args.json, true, std::cout, std::cerr);
+    early.Problem(usage);
+    return kExitBadArguments;
+  }
 
   Output output(args.json, !app.got_subcommand("shell"), std::cout, std::cerr);
   EnvironmentError envError;
