@@ -24,9 +24,9 @@ class CliCreate : public ::testing::Test {
 };
 
 TEST_F(CliCreate, CreatesAndPrintsTheLun) {
-  const CliResult created = runner_.Run({"--simulate", "--json", "create", "lun", "raid5",
-                                         "size=10GB", "drives=0,1,2", "stripesize=32KB",
-                                         "unmask=20000000aabbcc01;20000000aabbcc02"});
+  const CliResult created =
+      runner_.Run({"--simulate", "--json", "create", "lun", "raid5", "size=10GB", "drives=0,1,2",
+                   "stripesize=32KB", "unmask=20000000aabbcc01;20000000aabbcc02"});
   ASSERT_EQ(created.exitCode, 0) << Describe(created);
   const json lun = json::parse(created.out)["lun"];
   EXPECT_EQ(lun["type"], 18);
@@ -105,14 +105,13 @@ TEST_F(CliCreate, UnmaskExistingLun) {
 }
 
 TEST_F(CliCreate, ShellCreatesUnmasksAndGoesOnAfterNoerr) {
-  const std::string script = runner_.WriteFile(
-      "create.txt",
-      "create lun raid5 size=10GB drives=0,1,2\n"
-      "create lun span noerr\n"
-      "select lun 0\n"
-      "unmask 20000000AABBCC01\n"
-      "unmask 20000000AABBCC0 noerr\n"
-      "detail lun\n");
+  const std::string script = runner_.WriteFile("create.txt",
+                                               "create lun raid5 size=10GB drives=0,1,2\n"
+                                               "create lun span noerr\n"
+                                               "select lun 0\n"
+                                               "unmask 20000000AABBCC01\n"
+                                               "unmask 20000000AABBCC0 noerr\n"
+                                               "detail lun\n");
   const CliResult result =
       runner_.Run({"--simulate", "--json", "shell", "--script", script}, "exit\n");
   ASSERT_EQ(result.exitCode, 0) << Describe(result);
@@ -127,8 +126,7 @@ TEST_F(CliCreate, ShellCreatesUnmasksAndGoesOnAfterNoerr) {
   EXPECT_EQ(documents[5]["lun"]["pwszUnmaskingList"], "20000000AABBCC01");
 
   // Without noerr a script stops at its first failure, with that exit code.
-  const std::string stops =
-      runner_.WriteFile("stops.txt", "create lun span\nlist luns\n");
+  const std::string stops = runner_.WriteFile("stops.txt", "create lun span\nlist luns\n");
   const CliResult stopped =
       runner_.Run({"--simulate", "--json", "shell", "--script", stops}, "exit\n");
   EXPECT_EQ(stopped.exitCode, 1) << Describe(stopped);

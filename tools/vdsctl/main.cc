@@ -39,8 +39,8 @@ struct Arguments {
   std::optional<int> subsystem;
   std::string script;
   bool hints2 = false;
-  std::vector<std::string> createWords;   // "lun" TYPE key=value ...
-  std::vector<std::string> unmaskWords;   // "lun" N all|none|LIST
+  std::vector<std::string> createWords;  // "lun" TYPE key=value ...
+  std::vector<std::string> unmaskWords;  // "lun" N all|none|LIST
   CreateLunArgs create;
   int unmaskIndex = 0;
   std::string unmaskList;

@@ -20,19 +20,26 @@ constexpr ULONGLONG kMB = 1ULL << 20;
 // Bits of ullHintMask that VDS_HINTS2 ties to a boolean of its own.
 constexpr ULONGLONG kHotSpareBit = 0x200;
 constexpr std::pair<ULONGLONG, BOOL VDS_HINTS2::*> kGatedBits[] = {
-    {0x200, &VDS_HINTS2::bAllocateHotSpare},   {0x800, &VDS_HINTS2::bUseMirroredCache},
+    {0x200, &VDS_HINTS2::bAllocateHotSpare},    {0x800, &VDS_HINTS2::bUseMirroredCache},
     {0x1000, &VDS_HINTS2::bReadCachingEnabled}, {0x2000, &VDS_HINTS2::bWriteCachingEnabled},
-    {0x4000, &VDS_HINTS2::bMediaScanEnabled},  {0x8000, &VDS_HINTS2::bConsistencyCheckEnabled}};
+    {0x4000, &VDS_HINTS2::bMediaScanEnabled},   {0x8000, &VDS_HINTS2::bConsistencyCheckEnabled}};
 
 const std::pair<const char*, VDS_LUN_TYPE> kTypeWords[] = {
-    {"default", VDS_LT_DEFAULT}, {"faulttolerant", VDS_LT_FAULT_TOLERANT},
+    {"default", VDS_LT_DEFAULT},
+    {"faulttolerant", VDS_LT_FAULT_TOLERANT},
     {"nonfaulttolerant", VDS_LT_NON_FAULT_TOLERANT},
-    {"simple", VDS_LT_SIMPLE},   {"span", VDS_LT_SPAN},
-    {"stripe", VDS_LT_STRIPE},   {"mirror", VDS_LT_MIRROR},
-    {"raid", VDS_LT_PARITY},     {"parity", VDS_LT_PARITY},
-    {"raid3", VDS_LT_RAID3},     {"raid5", VDS_LT_RAID5},
-    {"raid6", VDS_LT_RAID6},     {"raid10", VDS_LT_RAID10},
-    {"raid30", VDS_LT_RAID30},   {"raid50", VDS_LT_RAID50},
+    {"simple", VDS_LT_SIMPLE},
+    {"span", VDS_LT_SPAN},
+    {"stripe", VDS_LT_STRIPE},
+    {"mirror", VDS_LT_MIRROR},
+    {"raid", VDS_LT_PARITY},
+    {"parity", VDS_LT_PARITY},
+    {"raid3", VDS_LT_RAID3},
+    {"raid5", VDS_LT_RAID5},
+    {"raid6", VDS_LT_RAID6},
+    {"raid10", VDS_LT_RAID10},
+    {"raid30", VDS_LT_RAID30},
+    {"raid50", VDS_LT_RAID50},
     {"raid60", VDS_LT_RAID60}};
 
 std::string Lower(std::string text) {
@@ -130,9 +137,10 @@ bool ParseCreateLunWords(const std::vector<std::string>& words, CreateLunArgs* a
                          std::string* error) {
   *args = CreateLunArgs{};
   if (words.empty()) {
-    *error = "create lun wants a type: default, faulttolerant, nonfaulttolerant, simple, span, "
-             "stripe, mirror, raid, parity, raid3, raid5, raid6, raid10, raid30, raid50, raid60 "
-             "or type=N.";
+    *error =
+        "create lun wants a type: default, faulttolerant, nonfaulttolerant, simple, span, "
+        "stripe, mirror, raid, parity, raid3, raid5, raid6, raid10, raid30, raid50, raid60 "
+        "or type=N.";
     return false;
   }
   bool typed = false;
@@ -169,7 +177,8 @@ bool ParseCreateLunWords(const std::vector<std::string>& words, CreateLunArgs* a
       args->hints.ulStripeSize = static_cast<ULONG>(number);
     } else if (key == "unmask") {
       args->unmask = UnmaskingListWord(value);
-    } else if (key == "hints" && ParseNumber(value, std::numeric_limits<ULONGLONG>::max(), &number)) {
+    } else if (key == "hints" &&
+               ParseNumber(value, std::numeric_limits<ULONGLONG>::max(), &number)) {
       args->hints.ullHintMask = number | (args->hints.ullHintMask & kHotSpareBit);
     } else if (key == "mostlyreads" && ParseBool(value, &flag)) {
       args->hints.bMostlyReads = flag ? TRUE : FALSE;
@@ -179,7 +188,8 @@ bool ParseCreateLunWords(const std::vector<std::string>& words, CreateLunArgs* a
     } else if (key == "hotspare" && ParseBool(value, &flag)) {
       if (flag) args->hints.ullHintMask |= kHotSpareBit;
     } else {
-      *error = "\"" + word + "\" is not understood: create lun TYPE [size=N] [drives=i,j,...] "
+      *error = "\"" + word +
+               "\" is not understood: create lun TYPE [size=N] [drives=i,j,...] "
                "[stripesize=N] [unmask=LIST] [hints=0xMASK] [mostlyreads=true|false] "
                "[maxdrives=N] [hotspare=true].";
       return false;
@@ -315,8 +325,8 @@ ExitCode ProvisionCommands::Announce(int subsystem, const GUID& id) {
     if (controllers->Next(1, &unknown, &fetched) != S_OK || fetched != 1) break;
     IVdsController* controller = nullptr;
     IEnumVdsObject* luns = nullptr;
-    if (SUCCEEDED(unknown->QueryInterface(IID_IVdsController,
-                                          reinterpret_cast<void**>(&controller))) &&
+    if (SUCCEEDED(
+            unknown->QueryInterface(IID_IVdsController, reinterpret_cast<void**>(&controller))) &&
         SUCCEEDED(controller->QueryAssociatedLuns(&luns)) && luns != nullptr) {
       IUnknown* lunUnknown = nullptr;
       while (owner.empty() && luns->Next(1, &lunUnknown, &fetched) == S_OK && fetched == 1) {
@@ -338,8 +348,9 @@ ExitCode ProvisionCommands::Announce(int subsystem, const GUID& id) {
     unknown->Release();
   }
   if (controllers != nullptr) controllers->Release();
-  std::string line = "LUN " + std::to_string(row->index) + " created: " +
-                     LunTypeWord(row->prop.type) + ", " + HumanSize(row->prop.ullSize);
+  std::string line = "LUN " + std::to_string(row->index) +
+                     " created: " + LunTypeWord(row->prop.type) + ", " +
+                     HumanSize(row->prop.ullSize);
   if (!owner.empty()) line += ", on controller " + owner;
   output_->Text(line + ".\n" + ListText(std::vector<LunRow>{*row}, GUID_NULL));
   return kExitOk;
@@ -394,7 +405,7 @@ ExitCode ProvisionCommands::UnmaskById(const GUID& id, const std::string& list) 
       if (output_->Json()) {
         output_->Document(Json{{"ok", true}});
       } else {
-        output_->Text(list.empty()    ? "The LUN is now hidden from every host.\n"
+        output_->Text(list.empty()  ? "The LUN is now hidden from every host.\n"
                       : list == "*" ? "The LUN is now visible to every host.\n"
                                     : "The LUN is now visible to " + list + ".\n");
       }
