@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -27,6 +28,9 @@ namespace {
 
 // How long exec_cmnd waits for the first reply bytes, in (scaled) seconds.
 constexpr uint64_t kReplyWaitMs = 600 * 1000;
+// Whatever the time scale, a peer gets this long (real ms) to answer: at scale 0 the scaled wait
+// is 0, and every reply would time out.
+constexpr int kMinReplyWaitMs = 250;
 
 // Like the per-thread error of the socket layer, it keeps its value across successful calls.
 thread_local int t_socketError = 0;
@@ -90,7 +94,9 @@ int exec_cmnd(const uint8_t* request, int requestLen, uint8_t* reply, int replyM
   }
 
   pollfd readable{sock, POLLIN, 0};
-  if (poll(&readable, 1, ScaledWaitMs(kReplyWaitMs)) < 0) NoteSocketError();
+  if (poll(&readable, 1, std::max(ScaledWaitMs(kReplyWaitMs), kMinReplyWaitMs)) < 0) {
+    NoteSocketError();
+  }
   if (const int error = SocketLastError(); error != 0) {
     g_proxyErrorCell = error;
     DebugPrintf("OOP!! exec_cmnd send error errorcode 0x%x\n", error);
