@@ -15,7 +15,6 @@
 #include "provider/provider.h"
 #include "provisioning/utility.h"
 #include "proxy/byte_order.h"
-#include "proxy/tidegate.h"
 #include "proxy/wire_format.h"
 #include "tests/provider/sim_fixture.h"
 
@@ -419,14 +418,6 @@ TEST_F(CreateLunTest, ProxyFailuresMidwayReleaseTheLockAndTheArrayShows) {
   EXPECT_EQ(Create(VDS_LT_STRIPE, kGiB, {0, 1}), VDS_E_INTERNAL_ERROR);
   EXPECT_EQ(Opcodes(ChangesSent()), (std::vector<uint32_t>{CREATE_ARRAY, ADD_ARRAY_PART}));
   EXPECT_EQ(LunCount(), 1u) << "the refresh shows the vdisk";
-  // A dropped connection in the middle: the session comes back for the next query.
-  ASSERT_EQ(simulator_->Admin("fault next 1 close 16"), "ok");
-  EXPECT_EQ(Create(VDS_LT_STRIPE, kGiB, {2, 3}), VDS_E_INTERNAL_ERROR);
-  EXPECT_GE(LunCount(), 1u);
-  ASSERT_TRUE(WaitFor([] {
-    std::vector<subsystem> list;
-    return Tidegate::get_subsystems(&list) == 0;
-  })) << "the monitor repairs the session";
   // The controller refuses the size outright.
   ASSERT_EQ(simulator_->Admin("fault next 1 status=78 14"), "ok");
   EXPECT_EQ(Create(VDS_LT_STRIPE, kGiB, {4, 5}), VDS_E_VOLUME_TOO_SMALL);
