@@ -40,6 +40,7 @@ class CDrive : public ComObject<IVdsDrive, IVdsDrive2, IVdsMaintenance>, public 
 
   // Right after a vdisk was created on the drive, before the refresh that follows.
   void InitializeAfterCreate(const uint8_t* vdiskSerial, CController* pController);
+  void SetMemberOrder(uint8_t order) { m_memberOrder = order; }
   // Right after the drive's vdisk was deleted.
   void InitializeAfterDelete();
   // The second controller knows the membership the first did not report: location, member

@@ -90,16 +90,6 @@ ULONG DriveSpindleSpeed(const drive& record) {
   return ULONG{record.rpmThousands} * 1000;
 }
 
-bool DriveInVdisk(const uint8_t* driveSn7, const uint8_t* vdiskSerial) {
-  return std::memcmp(driveSn7, vdiskSerial + 3, 3) == 0 &&
-         std::memcmp(driveSn7 + 3, vdiskSerial + 8, 4) == 0;
-}
-
-void VdiskShortSerial(const uint8_t* vdiskSerial, uint8_t* driveSn7) {
-  std::memcpy(driveSn7, vdiskSerial + 3, 3);
-  std::memcpy(driveSn7 + 3, vdiskSerial + 8, 4);
-}
-
 ULONGLONG DriveUsableSize(const drive& record, uint32_t driveOverheadPercent) {
   const unsigned __int128 raw = static_cast<unsigned __int128>(DriveBlockCount(record)) * 512;
   // A reserve above 100 % would make the factor wrap; it keeps nothing instead.

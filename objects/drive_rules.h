@@ -8,6 +8,7 @@
 #include <string>
 
 #include "platform/vds_types.h"
+#include "provisioning/drive_select.h"  // DriveInVdisk, VdiskShortSerial
 #include "proxy/records.h"
 
 // Coarse drive classes: a vdisk holds drives of one class, and there is a primordial pool per
@@ -29,12 +30,6 @@ VDS_STORAGE_BUS_TYPE DriveClassBusType(uint8_t driveClass);
 VDS_STORAGE_BUS_TYPE DriveBusType(uint8_t driveType);
 // Spindle speed in turns per minute; 1 for solid-state drives.
 ULONG DriveSpindleSpeed(const drive& record);
-
-// A drive carries seven bytes of its vdisk's serial: its bytes 0-2 are serial bytes 3-5 and its
-// bytes 3-6 are serial bytes 8-11.
-bool DriveInVdisk(const uint8_t* driveSn7, const uint8_t* vdiskSerial);
-// The seven-byte short form of a vdisk serial, as a member drive reports it.
-void VdiskShortSerial(const uint8_t* vdiskSerial, uint8_t* driveSn7);
 
 // Bytes a drive offers after the controller's reserve (per mille, in steps of 10), with the low
 // 16 bits cleared and 16 MiB kept back. A drive under 16 MiB wraps, as the controllers expect.

@@ -11,6 +11,7 @@
 #include "platform/com.h"
 #include "platform/vds.h"
 #include "provider/vds_base.h"
+#include "provisioning/drive_select.h"
 #include "proxy/records.h"
 
 class CProvider;
@@ -29,6 +30,18 @@ class CLun
   void Initialize(const VDS_OBJECT_ID* id, CProvider* pProvider, CSubSystem* pSubSystem,
                   CController* pController, const array* pArray, const partition* pPartition);
   void Dispose() override;
+
+  // Makes the LUN real on the controllers: a partition of an existing vdisk when one fits, else
+  // a new vdisk (and its first partition unless the hints ask for a dummy LUN); then builds the
+  // object from the records the controller returned and marks the member drives of a new vdisk.
+  // The caller holds hNotificationMutex and has set the level (SetSpecialRaidType).
+  HRESULT CreateAndInitialize(const VDS_OBJECT_ID* pLunId, CProvider* pProvider,
+                              CSubSystem* pSubSystem, VDS_LUN_TYPE type, ULONGLONG ullSize,
+                              const VDS_OBJECT_ID* pDriveIdArray, LONG lNumberOfDrives,
+                              ULONG ulStripeSize, const VDS_HINTS* pHints);
+  void SetSpecialRaidType(uint8_t level) { m_SpecialRaidType = level; }
+  // The size after an extension finished.
+  void SetSize(ULONGLONG size) { m_prop.ullSize = size; }
 
   // IVdsLun
   HRESULT GetProperties(VDS_LUN_PROP* pLunProp) override;
@@ -109,6 +122,22 @@ class CLun
 
  private:
   void ReadUnmaskingList(const partition& part);
+  HRESULT CreateLunByAddPartition(VDS_LUN_TYPE type, ULONGLONG ullSize,
+                                  const VDS_OBJECT_ID* pDriveIdArray, LONG lNumberOfDrives,
+                                  ULONG ulStripeSize, DriveLists* lists, const VDS_HINTS* pHints,
+                                  array* newArray, partition* newPart);
+  HRESULT CreateLunByCreateArray(VDS_LUN_TYPE type, ULONGLONG ullSize,
+                                 const VDS_OBJECT_ID* pDriveIdArray, LONG lNumberOfDrives,
+                                 ULONG ulStripeSize, DriveLists* lists, const VDS_HINTS* pHints,
+                                 array* newArray, partition* newPart);
+  void DeleteDummyLun(const array& vdisk);
+  void MarkMemberDrives(const controllerData& data);
+  HRESULT SetMaskLocked(const std::string& wanted);
+  // Unit numbers in use on a controller (all hosts, or the ones one host sees); false when the
+  // controller can't be read.
+  bool GetExistLunList(DWORD handle, std::vector<uint32_t>* used);
+  bool GetExistLunList4WWN(DWORD handle, std::vector<uint32_t>* used, const uint8_t* wwn);
+  int NextUnitNum(const uint8_t* wwn);
   void SetHealth(const array& vdisk);
   void MakePlex(bool second);
   void DumpMySelf() const;
@@ -141,6 +170,7 @@ class CLun
   uint8_t m_partType = 0;
   bool m_isDummyVolume = false;
   uint64_t m_wmiUpdate = 0;  // guarded by hRefreshMutex
+  uint8_t m_SpecialRaidType = 0;  // the level CreateLun decided
 };
 
 #endif  // VELA_OBJECTS_LUN_H_

@@ -78,7 +78,6 @@ HRESULT CLun::GetIdentificationData(VDS_LUN_INFORMATION*) { return E_NOTIMPL; }
 HRESULT CLun::QueryActiveControllers(IEnumVdsObject**) { return E_NOTIMPL; }
 HRESULT CLun::Extend(ULONGLONG, VDS_OBJECT_ID*, LONG, IVdsAsync**) { return E_NOTIMPL; }
 HRESULT CLun::Shrink(ULONGLONG, IVdsAsync**) { return E_NOTIMPL; }
-HRESULT CLun::SetMask(LPWSTR) { return E_NOTIMPL; }
 HRESULT CLun::Delete() { return E_NOTIMPL; }
 HRESULT CLun::QueryHints(VDS_HINTS*) { return E_NOTIMPL; }
 HRESULT CLun::ApplyHints(VDS_HINTS*) { return E_NOTIMPL; }

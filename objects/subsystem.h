@@ -16,9 +16,11 @@
 #include "platform/com.h"
 #include "platform/vds.h"
 #include "provider/vds_base.h"
+#include "provisioning/drive_select.h"
 #include "proxy/records.h"
 
 class CProvider;
+class CController;
 class CDrive;
 class CLun;
 
@@ -99,6 +101,13 @@ class CSubSystem : public ComObject<IVdsSubSystem, IVdsSubSystem2, IVdsSubSystem
   const std::u16string& SysName() const { return m_SysName; }
   const VDS_SUB_SYSTEM_PROP& Prop() const { return m_prop; }
 
+  // The hints of the last CreateLun call, refused ones included.
+  const VDS_HINTS& Hints() const { return m_hints; }
+  // The drives as drive selection reads them, in list order.
+  std::vector<DriveCandidate> DriveCandidates() const;
+  // The controllers in list order (A first), without references.
+  std::vector<CController*> ControllersInOrder() const;
+
   // Written by CController::Initialize for its record.
   void NoteEnclosures(uint32_t enclosureCount, uint16_t enclosureDrives);
   // The largest enclosure count a controller of this subsystem has reported so far.
@@ -110,6 +119,11 @@ class CSubSystem : public ComObject<IVdsSubSystem, IVdsSubSystem2, IVdsSubSystem
   ~CSubSystem() override;
 
  private:
+  // The checks and the LUN limit of CreateLun, under the lock and the operation counter that
+  // CreateLun holds; the LUN object and the async object on success.
+  HRESULT CreateLunLocked(VDS_LUN_TYPE type, ULONGLONG ullSizeInBytes, VDS_OBJECT_ID* pDriveIdArray,
+                          LONG lNumberOfDrives, LPWSTR pwszUnmaskingList, VDS_HINTS* pHints,
+                          IVdsAsync** ppAsync);
   void AddDriveTypePool(uint8_t driveClass);
   void MakeDriveTypePools();
   void ReadAllowedDriveType();
@@ -137,6 +151,7 @@ class CSubSystem : public ComObject<IVdsSubSystem, IVdsSubSystem2, IVdsSubSystem
   DWORD m_hCtrlB = 0;
   uint32_t m_ctrlTag = 0;
   uint8_t m_hostPortType = 0;
+  VDS_HINTS m_hints{};
   uint32_t m_enclosureCount = 0;
   uint16_t m_enclosureDrives = 0;
 };

@@ -203,19 +203,9 @@ HRESULT CSubSystem::SetStatus(VDS_SUB_SYSTEM_STATUS status) {
   return VDS_E_NOT_SUPPORTED;
 }
 
-// LUN creation and sizing come with the provisioning work; until then they refuse.
-HRESULT CSubSystem::CreateLun(VDS_LUN_TYPE, ULONGLONG, VDS_OBJECT_ID*, LONG, LPWSTR, VDS_HINTS*,
-                              IVdsAsync**) {
-  return E_NOTIMPL;
-}
-
+// LUN sizing comes with the provisioning work; until then it refuses.
 HRESULT CSubSystem::QueryMaxLunCreateSize(VDS_LUN_TYPE, VDS_OBJECT_ID*, LONG, VDS_HINTS*,
                                           ULONGLONG*) {
-  return E_NOTIMPL;
-}
-
-HRESULT CSubSystem::CreateLun2(VDS_LUN_TYPE, ULONGLONG, VDS_OBJECT_ID*, LONG, LPWSTR, VDS_HINTS2*,
-                               IVdsAsync**) {
   return E_NOTIMPL;
 }
 

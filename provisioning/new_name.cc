@@ -84,3 +84,5 @@ const char* NewName(const subsystem& sub, bool isVdisk, int kind, const char* na
   DebugPrintf("NewName %s\n", g_newNameBuffer);
   return g_newNameBuffer;
 }
+
+void ResetNewNamesForTesting() { NamesInUse().clear(); }

@@ -76,5 +76,7 @@ inline constexpr int kNameKindSnapshot = 3;
 // static buffer that stays valid until the next call; "VDS_LNU_ERROR" when the controllers
 // can't be read. The caller holds the provider's notification mutex.
 const char* NewName(const subsystem& sub, bool isVdisk, int kind, const char* nameToRelease);
+// Forgets every name, as at process start (tests that start new arrays in one process).
+void ResetNewNamesForTesting();
 
 #endif  // VELA_PROVISIONING_UTILITY_H_

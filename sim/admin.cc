@@ -180,6 +180,13 @@ std::string RunAdminCommand(AdminContext& context, const std::string& line) {
     context.state->Read([&](const Model& model) { dump = ModelToJson(model, -1); });
     return dump;
   }
+  if (verb == "journal" && context.journal != nullptr && words.size() <= 2) {
+    if (words.size() == 1) return context.journal->Json();
+    if (words[1] == "clear") {
+      context.journal->Clear();
+      return "ok";
+    }
+  }
   if (verb == "job") return SetJobRate(*context.state, words);
   if (verb == "limit") return SetLimit(*context.state, words);
   return "error: unknown command " + verb;

@@ -7,6 +7,7 @@
 //   heartbeat stop|start         dump
 //   job rate <percent per second>
 //   limit snapshots|master-volumes|partitions-per-array|array-partitions <n>
+//   journal                      journal clear
 #ifndef VELA_SIM_ADMIN_H_
 #define VELA_SIM_ADMIN_H_
 
@@ -14,6 +15,7 @@
 #include <string>
 
 #include "sim/faults.h"
+#include "sim/journal.h"
 #include "sim/state.h"
 
 namespace sim {
@@ -22,6 +24,7 @@ struct AdminContext {
   State* state = nullptr;
   FaultInjector* faults = nullptr;
   std::atomic<bool>* heartbeatsEnabled = nullptr;
+  RequestJournal* journal = nullptr;
 };
 
 std::string RunAdminCommand(AdminContext& context, const std::string& line);

@@ -183,9 +183,14 @@ uint32_t CreateArray(Model& model, Subsystem& subsystem, const CreateArrayArgs& 
   if (args.numSpares >= args.drives.size()) return kStatusBadLevel;
   const auto members = static_cast<uint32_t>(args.drives.size() - args.numSpares);
   if (members > MaxMembersAtCreation(args.raidLevel)) return kStatusTooManyDrives;
-  if (!RaidLevelAccepts(args.raidLevel, members, args.numDrivesPerLowLevelArray, nullptr)) {
-    return kStatusBadLevel;
+  uint32_t perGroup = args.numDrivesPerLowLevelArray;
+  // A nested level without a group width: the controller takes the narrowest whole groups.
+  if (perGroup == 0 && (args.raidLevel == kRaid50 || args.raidLevel == kRaid30)) {
+    for (uint32_t width = 3; width <= members / 2 && perGroup == 0; ++width) {
+      if (members % width == 0) perGroup = width;
+    }
   }
+  if (!RaidLevelAccepts(args.raidLevel, members, perGroup, nullptr)) return kStatusBadLevel;
   std::vector<Drive*> drives;
   if (const uint32_t status = ResolveFree(subsystem, args.drives, &drives)) return status;
   const Controller& controller = subsystem.controllers[owner];
@@ -201,7 +206,7 @@ uint32_t CreateArray(Model& model, Subsystem& subsystem, const CreateArrayArgs& 
   vdisk.serialNumber = NewVdiskSerial(model);
   vdisk.raidLevel = args.raidLevel;
   vdisk.stripeSizeKB = args.stripeSizeKB;
-  vdisk.numDrivesPerLowLevelArray = args.numDrivesPerLowLevelArray;
+  vdisk.numDrivesPerLowLevelArray = static_cast<uint8_t>(perGroup);
   vdisk.ownerIndex = static_cast<uint8_t>(owner);
   vdisk.driveType = drives[0]->type;
   for (size_t i = 0; i < drives.size(); ++i) {
@@ -277,6 +282,8 @@ uint32_t AddPartition(Model& model, Subsystem& subsystem, const AddPartitionArgs
   partition.offsetBlocks = offset;
   partition.blocks = args.blocks;
   partition.lun = FreeLun(subsystem);
+  // A new volume is hidden until a host is given access to it.
+  partition.allHosts = false;
   partition.type = type;
   partition.cacheParams = vdisk->cacheParams;
   vdisk->partitions.push_back(partition);

@@ -13,13 +13,16 @@ namespace sim {
 void ServeConnection(ServerContext& context, int fd, int stopFd) {
   std::unique_ptr<HeartbeatClient> heartbeat;
   Session* sessionPtr = nullptr;
-  Session session(*context.state, *context.faults, context.credentials, [&](uint16_t pipe) {
-    // A second negotiate names a new pipe; the old client stops first.
-    heartbeat.reset();
-    heartbeat = std::make_unique<HeartbeatClient>(
-        HeartbeatPipePath(context.pipeDir, pipe), context.heartbeatSeconds,
-        sessionPtr->sessionKey(), context.heartbeatsEnabled);
-  });
+  Session session(
+      *context.state, *context.faults, context.credentials,
+      [&](uint16_t pipe) {
+        // A second negotiate names a new pipe; the old client stops first.
+        heartbeat.reset();
+        heartbeat = std::make_unique<HeartbeatClient>(
+            HeartbeatPipePath(context.pipeDir, pipe), context.heartbeatSeconds,
+            sessionPtr->sessionKey(), context.heartbeatsEnabled);
+      },
+      context.journal);
   sessionPtr = &session;
   FrameReader reader;
   std::vector<uint8_t> buffer(64 * 1024);

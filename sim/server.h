@@ -7,6 +7,7 @@
 #include <string>
 
 #include "sim/faults.h"
+#include "sim/journal.h"
 #include "sim/session.h"
 #include "sim/state.h"
 
@@ -16,6 +17,7 @@ namespace sim {
 struct ServerContext {
   State* state = nullptr;
   FaultInjector* faults = nullptr;
+  RequestJournal* journal = nullptr;
   Credentials credentials;
   std::string pipeDir;
   double heartbeatSeconds = 5;

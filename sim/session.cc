@@ -20,9 +20,10 @@ uint32_t RandomWord() {
 }  // namespace
 
 Session::Session(State& state, FaultInjector& faults, Credentials credentials,
-                 std::function<void(uint16_t)> onNegotiate)
+                 std::function<void(uint16_t)> onNegotiate, RequestJournal* journal)
     : state_(state),
       faults_(faults),
+      journal_(journal),
       credentials_(std::move(credentials)),
       onNegotiate_(std::move(onNegotiate)) {}
 
@@ -114,6 +115,7 @@ Session::Outcome Session::HandleRequest(const Frame& frame) {
     reply.assign(12, 0);
     put_be32(kStatusNotLoggedIn, reply.data() + StatusOffset(opcode));
   } else {
+    if (journal_ != nullptr) journal_->Record(opcode, frame.payload.data(), frame.payload.size());
     HandleCommand(state_, commands_, opcode, frame.payload.data(), frame.payload.size(), &reply);
   }
   const std::optional<Fault> fault = faults_.Take(opcode);

@@ -12,6 +12,7 @@
 #include "sim/commands.h"
 #include "sim/faults.h"
 #include "sim/frame_reader.h"
+#include "sim/journal.h"
 #include "sim/state.h"
 
 namespace sim {
@@ -35,8 +36,9 @@ class Session {
   };
 
   // `onNegotiate` is called with the pipe number of each negotiate frame.
+  // `journal` (may be null) records every request served after the login.
   Session(State& state, FaultInjector& faults, Credentials credentials,
-          std::function<void(uint16_t)> onNegotiate);
+          std::function<void(uint16_t)> onNegotiate, RequestJournal* journal = nullptr);
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
@@ -55,6 +57,7 @@ class Session {
 
   State& state_;
   FaultInjector& faults_;
+  RequestJournal* const journal_;
   const Credentials credentials_;
   const std::function<void(uint16_t)> onNegotiate_;
   CommandSession commands_;

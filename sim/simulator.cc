@@ -15,6 +15,7 @@ namespace sim {
 struct Simulator::Impl {
   std::unique_ptr<State> state;
   FaultInjector faults;
+  RequestJournal journal;
   ServerContext server;
   AdminContext admin;
   std::unique_ptr<Listener> proxyListener;
@@ -105,11 +106,12 @@ std::unique_ptr<Simulator> Simulator::Start(const SimOptions& options, std::stri
 
   impl->server.state = impl->state.get();
   impl->server.faults = &impl->faults;
+  impl->server.journal = &impl->journal;
   impl->server.credentials = {conf.user, conf.password};
   impl->server.pipeDir = options.pipe_dir;
   impl->server.heartbeatSeconds = options.heartbeat_seconds;
   impl->server.frameTimeoutMs = options.frame_timeout_ms;
-  impl->admin = {impl->state.get(), &impl->faults, &impl->server.heartbeatsEnabled};
+  impl->admin = {impl->state.get(), &impl->faults, &impl->server.heartbeatsEnabled, &impl->journal};
 
   Impl* raw = impl.get();
   impl->proxyListener = Listener::Start(

@@ -38,6 +38,7 @@ struct Arguments {
   std::string module;          // --module
   std::string provider;        // --provider
   std::string registerModule;  // register|unregister MODULE
+  bool hints2 = false;
 };
 
 // The proxy's "ADDR:PORT", or null when the provider did not get as far as naming it.
@@ -83,13 +84,19 @@ int UsageError(const CLI::App& app, const CLI::ParseError& error, int argc, char
   for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
   bool known = word.empty();
   for (const std::string& name : names) known = known || CLI::detail::to_lower(word) == name;
+  std::string message;
   if (!known) {
     const std::vector<std::string_view> candidates(names.begin(), names.end());
-    std::cerr << "vdsctl: Unknown command '" << word << "'." << DidYouMean(word, candidates) << "\n"
-              << kUsage;
+    message = "Unknown command '" + word + "'." + DidYouMean(word, candidates);
   } else {
-    std::cerr << "vdsctl: " << error.what() << "\n" << kUsage;
+    message = error.what();
   }
+  // With --json a script reads the error where it reads results; the usage line stays on
+  // standard error.
+  bool json = false;
+  for (int i = 1; i < argc; ++i) json = json || std::string_view(argv[i]) == "--json";
+  if (json) std::cout << Json{{"error", {{"message", message}}}}.dump() << "\n" << std::flush;
+  std::cerr << "vdsctl: " << message << "\n" << kUsage;
   return kExitBadArguments;
 }
 
@@ -120,6 +127,8 @@ int Main(int argc, char** argv) {
                  "--simulate the simulator writes it")
       ->type_name("FILE");
   app.add_flag("--json", args.json, "Write one JSON document instead of tables");
+  app.add_flag("--hints2", args.hints2,
+               "create lun goes through IVdsSubSystem2::CreateLun2 with VDS_HINTS2");
   app.add_option("--module", args.module,
                  "Provider module to load, instead of the one the registry names")
       ->type_name("PATH");
@@ -142,6 +151,7 @@ int Main(int argc, char** argv) {
   AddHealthCommand(&app, &commands);
   AddShellCommand(&app, &commands);
   AddMultipathCommands(&app, &commands);
+  AddProvisionCommands(&app, &commands);
   // Registration needs no provider loaded: these run before anything else is set up.
   CLI::App* registerCommand =
       app.add_subcommand("register", "Call the module's DllRegisterServer, as regsvr32 does");
@@ -252,8 +262,8 @@ int Main(int argc, char** argv) {
                       ? CheckSession(ReadSessionReport(providerLog.ReadRun()), &model, &output)
                       : kExitOk;
   if (code == kExitOk) {
-    CommandContext context{&model,     &shared,      &output,
-                           sink.Get(), &providerLog, isatty(STDIN_FILENO) != 0};
+    CommandContext context{
+        &model, &shared, &output, sink.Get(), &providerLog, isatty(STDIN_FILENO) != 0, args.hints2};
     code = command->run(context);
   }
   host.reset();

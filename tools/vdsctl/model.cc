@@ -150,6 +150,14 @@ CallResult Model::SubsystemObjects(std::optional<int> only, std::vector<Subsyste
   return {};
 }
 
+CallResult Model::SubsystemObject(int index, ComPtr<IVdsSubSystem>* object) {
+  std::vector<Subsystem> subsystems;
+  if (CallResult error = SubsystemObjects(index, &subsystems)) return error;
+  object->Reset();
+  if (!subsystems.empty()) *object = subsystems.front().object;
+  return {};
+}
+
 CallResult Model::Provider(ProviderRow* row) {
   VDS_PROVIDER_PROP prop{};
   if (CallResult error = Check(provider_->GetProperties(&prop), "IVdsProvider::GetProperties")) {

@@ -32,6 +32,9 @@ class Model {
   CallResult Plexes(std::optional<int> subsystem, std::vector<PlexRow>* rows);
   CallResult Pools(std::vector<PoolRow>* rows);
 
+  // Subsystem `index` in list order; null (and no error) when there is none.
+  CallResult SubsystemObject(int index, ComPtr<IVdsSubSystem>* object);
+
   // IVdsHwProvider::Refresh and ::Reenumerate, and IVdsSubSystem::Reenumerate of each subsystem
   // (or of the one given).
   CallResult Refresh();

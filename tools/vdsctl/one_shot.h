@@ -29,6 +29,7 @@ struct CommandContext {
   AdviseSink* sink;
   const ProviderLog* providerLog;
   bool interactive;  // standard input is a terminal
+  bool hints2;       // --hints2: create lun goes through IVdsSubSystem2::CreateLun2
 
   // The subsystem a `--subsystem TEXT` option names (number, name=, serial=, identification or
   // name); nothing when `text` is empty. A name that fits none is reported: kExitSyntax.
@@ -67,6 +68,9 @@ void AddListCommand(CLI::App* app, CommandTable* table);
 void AddDetailCommand(CLI::App* app, CommandTable* table);
 void AddShellCommand(CLI::App* app, CommandTable* table);
 void AddHealthCommand(CLI::App* app, CommandTable* table);
+
+// create lun and unmask lun (provision_one_shot.cc).
+void AddProvisionCommands(CLI::App* app, CommandTable* table);
 
 // The host-side commands (multipath_one_shot.cc): lbpolicy, lbpolicies, setpathstatus; and
 // RunMultipathWords, which runs one of them, or "paths" for "list paths lun N".

@@ -107,6 +107,8 @@ void AddShellCommand(CLI::App* app, CommandTable* table) {
     Output* output = context.output;
     context.sink->SetHandler([output](const VDS_NOTIFICATION& n) { output->Notification(n); });
     Shell shell(context.model, context.commands, output);
+    ProvisionCommands provision(context.model, output, context.hints2);
+    shell.SetProvisioning(&provision);
     shell.SetProviderLog(context.providerLog);
     const std::string proxy = ProxyAddressText(ReadSessionReport(context.providerLog->ReadRun()));
     ConnectionWatch watch(

@@ -1,6 +1,8 @@
 #include "tools/vdsctl/shell.h"
 
 #include <algorithm>
+#include <cctype>
+#include <sstream>
 #include <string_view>
 #include <vector>
 
@@ -32,6 +34,25 @@ ExitCode Shell::Run(std::istream& in, bool interactive) {
 }
 
 ExitCode Shell::Execute(const std::string& line, bool* exit) {
+  std::string text = line;
+  const size_t end = text.find_last_not_of(" \t\r");
+  const size_t start = end == std::string::npos ? 0 : text.find_last_of(" \t", end);
+  if (end != std::string::npos && start != std::string::npos &&
+      text.compare(start + 1, end - start, "noerr") == 0) {
+    text.resize(start);
+    ExecuteOne(text, exit);
+    return kExitOk;
+  }
+  return ExecuteOne(text, exit);
+}
+
+ExitCode Shell::ExecuteOne(const std::string& line, bool* exit) {
+  if (provision_ != nullptr) {
+    std::istringstream in(line);
+    std::vector<std::string> words;
+    for (std::string word; in >> word;) words.push_back(word);
+    if (std::optional<ExitCode> code = Provision(words)) return *code;
+  }
   ShellCommand command;
   std::string error;
   if (!ParseShellLine(line, &command, &error)) {
@@ -79,6 +100,42 @@ ExitCode Shell::Execute(const std::string& line, bool* exit) {
     }
   }
   return kExitOk;
+}
+
+std::optional<ExitCode> Shell::Provision(const std::vector<std::string>& words) {
+  if (words.empty()) return std::nullopt;
+  std::string verb = words[0];
+  for (char& c : verb) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  const bool lunWord = words.size() > 1 && (words[1] == "lun" || words[1] == "LUN");
+  if (verb == "create") {
+    CreateLunArgs args;
+    std::string error = "create wants \"lun\": create lun TYPE [size=N] [drives=i,j,...] ...";
+    if (!lunWord || !ParseCreateLunWords({words.begin() + 2, words.end()}, &args, &error)) {
+      output_->Problem(error);
+      return kExitSyntax;
+    }
+    std::optional<int> subsystem;
+    if (ExitCode code = ScopeSubsystem(&subsystem)) return code;
+    std::optional<GUID> created;
+    return provision_->CreateLun(subsystem.value_or(0), args, &created);
+  }
+  if (verb != "unmask") return std::nullopt;
+  if (lunWord && words.size() == 4 &&
+      words[2].find_first_not_of("0123456789") == std::string::npos && words[2].size() < 10) {
+    std::optional<int> subsystem;
+    if (ExitCode code = ScopeSubsystem(&subsystem)) return code;
+    return provision_->Unmask(subsystem.value_or(0), std::stoi(words[2]),
+                              UnmaskingListWord(words[3]));
+  }
+  if (words.size() != 2) {
+    output_->Problem("unmask wants: unmask all|none|LIST on the selected LUN, or unmask lun N ...");
+    return kExitSyntax;
+  }
+  if (!Focus(Kind::kLun)) {
+    output_->Problem("There is no LUN selected.");
+    return kExitSyntax;
+  }
+  return provision_->UnmaskById(*Focus(Kind::kLun), UnmaskingListWord(words[1]));
 }
 
 ExitCode Shell::Done(const std::string& what) {

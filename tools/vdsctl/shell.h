@@ -8,10 +8,12 @@
 #include <istream>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/guid.h"
 #include "tools/vdsctl/commands.h"
 #include "tools/vdsctl/provider_log.h"
+#include "tools/vdsctl/provision_commands.h"
 #include "tools/vdsctl/shell_syntax.h"
 
 namespace vdsctl {
@@ -30,12 +32,19 @@ class Shell {
   // The provider's log, so that a refresh that empties the tree can say why. Optional.
   void SetProviderLog(const ProviderLog* log) { log_ = log; }
 
-  // One line; sets *exit on "exit".
+  // One line; sets *exit on "exit". A line ending in the word "noerr" reports its failure but
+  // gives kExitOk, so that a script goes on.
   ExitCode Execute(const std::string& line, bool* exit);
+
+  // Enables "create lun ..." and "unmask [lun N] all|none|LIST" (on the selected LUN).
+  void SetProvisioning(ProvisionCommands* provision) { provision_ = provision; }
 
  private:
   static constexpr size_t kKinds = 7;
 
+  ExitCode ExecuteOne(const std::string& line, bool* exit);
+  // The changing commands; nothing when the line is none of them.
+  std::optional<ExitCode> Provision(const std::vector<std::string>& words);
   ExitCode Select(const ShellCommand& command);
   ExitCode ShowSelection(Kind kind);
   ExitCode List(Kind kind);
@@ -51,6 +60,7 @@ class Shell {
   Commands* commands_;
   Output* output_;
   const ProviderLog* log_ = nullptr;
+  ProvisionCommands* provision_ = nullptr;
   std::array<std::optional<GUID>, kKinds> focus_;  // selected object of each kind
   std::optional<Kind> last_;                       // kind of the latest selection
 };
