@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -220,7 +221,40 @@ void SetHostViewProblem(const std::string& problem) {
   g_problem = problem;
 }
 
+namespace {
+
+// The last view read, kept while its file stays the same one: a provider reads the view at every
+// inventory step and every path lookup, and a large one costs far more to parse than to copy.
+struct ViewCache {
+  std::mutex mutex;
+  std::string path;     // guarded by mutex
+  struct stat file {};  // guarded by mutex
+  json view;            // guarded by mutex
+};
+
+ViewCache& TheViewCache() {
+  static ViewCache cache;
+  return cache;
+}
+
+bool SameFile(const struct stat& a, const struct stat& b) {
+  return a.st_ino == b.st_ino && a.st_dev == b.st_dev && a.st_size == b.st_size &&
+         a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
+}  // namespace
+
 bool ReadHostView(const std::string& path, nlohmann::json* view) {
+  struct stat before {};
+  const bool known = stat(path.c_str(), &before) == 0;
+  ViewCache& cache = TheViewCache();
+  if (known) {
+    std::lock_guard<std::mutex> lock(cache.mutex);
+    if (cache.path == path && SameFile(cache.file, before)) {
+      *view = cache.view;
+      return true;
+    }
+  }
   std::ifstream in(path);
   if (!in) {
     SetHostViewProblem("host view " + path + " can't be read");
@@ -230,6 +264,13 @@ bool ReadHostView(const std::string& path, nlohmann::json* view) {
   if (parsed.is_discarded() || !parsed.is_object()) {
     SetHostViewProblem("host view " + path + " is not a JSON object");
     return false;
+  }
+  struct stat after {};
+  if (known && stat(path.c_str(), &after) == 0 && SameFile(before, after)) {
+    std::lock_guard<std::mutex> lock(cache.mutex);
+    cache.path = path;
+    cache.file = after;
+    cache.view = parsed;
   }
   *view = std::move(parsed);
   return true;
