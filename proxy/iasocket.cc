@@ -29,9 +29,6 @@ namespace {
 
 // How long exec_cmnd waits for the first reply bytes, in virtual milliseconds.
 constexpr uint64_t kReplyWaitMs = 600 * 1000;
-// Whatever the time scale, a peer gets this long (real ms) to answer: at scale 0 the scaled wait
-// is 0, and every reply would time out.
-constexpr int kMinReplyWaitMs = 250;
 
 // Like the per-thread error of the socket layer, it keeps its value across successful calls.
 thread_local int t_socketError = 0;
