@@ -11,11 +11,6 @@ namespace {
 
 using nlohmann::json;
 
-std::string Describe(const CliResult& result) {
-  return "exit " + std::to_string(result.exitCode) + "\n--- stdout\n" + result.out +
-         "--- stderr\n" + result.err;
-}
-
 constexpr char kTwoSubsystems[] = "--simulate=two-subsystems";
 
 class CliAddressing : public ::testing::Test {

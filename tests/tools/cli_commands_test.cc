@@ -13,11 +13,6 @@ namespace {
 
 using nlohmann::json;
 
-std::string Describe(const CliResult& result) {
-  return "exit " + std::to_string(result.exitCode) + "\n--- stdout\n" + result.out +
-         "--- stderr\n" + result.err;
-}
-
 bool IsGuidText(const json& value) {
   static const std::regex kGuid(
       R"(\{[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\})");

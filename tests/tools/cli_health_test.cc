@@ -10,11 +10,6 @@ namespace {
 
 using nlohmann::json;
 
-std::string Describe(const CliResult& result) {
-  return "exit " + std::to_string(result.exitCode) + "\n--- stdout\n" + result.out +
-         "--- stderr\n" + result.err;
-}
-
 class CliHealth : public ::testing::Test {
  protected:
   CliRunner runner_;

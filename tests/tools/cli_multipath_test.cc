@@ -12,11 +12,6 @@ using vdsctl_test::CliRunner;
 
 namespace {
 
-std::string Describe(const CliResult& result) {
-  return "exit " + std::to_string(result.exitCode) + "\n--- stdout\n" + result.out +
-         "--- stderr\n" + result.err;
-}
-
 class CliMultipath : public ::testing::Test {
  protected:
   void SetUp() override {

@@ -17,11 +17,6 @@ namespace {
 
 using nlohmann::json;
 
-std::string Describe(const CliResult& result) {
-  return "exit " + std::to_string(result.exitCode) + "\n--- stdout\n" + result.out +
-         "--- stderr\n" + result.err;
-}
-
 std::string ConfText(int port, const std::string& user, const std::string& password) {
   return "version  : 1\n"
          "ipaddress: 127.0.0.1\n"

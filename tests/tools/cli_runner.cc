@@ -168,4 +168,9 @@ CliResult CliRunner::Run(const std::vector<std::string>& args, const std::string
   return session->Finish();
 }
 
+std::string Describe(const CliResult& result) {
+  return "exit " + std::to_string(result.exitCode) + "\n--- stdout\n" + result.out +
+         "--- stderr\n" + result.err;
+}
+
 }  // namespace vdsctl_test

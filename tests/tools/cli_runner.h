@@ -38,6 +38,9 @@ class CliSession {
   bool finished_ = false;
 };
 
+// The exit status and both streams of a run, for a failed assertion's message.
+std::string Describe(const CliResult& result);
+
 class CliRunner {
  public:
   CliRunner();   // makes the scratch folder

@@ -11,11 +11,6 @@
 namespace vdsctl_test {
 namespace {
 
-std::string Describe(const CliResult& result) {
-  return "exit " + std::to_string(result.exitCode) + "\n--- stdout\n" + result.out +
-         "--- stderr\n" + result.err;
-}
-
 class CliShell : public ::testing::Test {
  protected:
   CliRunner runner_;
