@@ -262,8 +262,15 @@ int Main(int argc, char** argv) {
                       ? CheckSession(ReadSessionReport(providerLog.ReadRun()), &model, &output)
                       : kExitOk;
   if (code == kExitOk) {
-    CommandContext context{
-        &model, &shared, &output, sink.Get(), &providerLog, isatty(STDIN_FILENO) != 0, args.hints2};
+    const bool interactive = isatty(STDIN_FILENO) != 0;
+    CommandContext context{&model,
+                           &shared,
+                           &output,
+                           sink.Get(),
+                           &providerLog,
+                           interactive,
+                           interactive && isatty(results.Fd()) ? results.Fd() : -1,
+                           args.hints2};
     code = command->run(context);
   }
   host.reset();

@@ -29,6 +29,7 @@ struct CommandContext {
   AdviseSink* sink;
   const ProviderLog* providerLog;
   bool interactive;  // standard input is a terminal
+  int terminal;      // where results go, when it and standard input are terminals; else -1
   bool hints2;       // --hints2: create lun goes through IVdsSubSystem2::CreateLun2
 
   // The subsystem a `--subsystem TEXT` option names (number, name=, serial=, identification or

@@ -14,12 +14,14 @@ Shell::Shell(Model* model, Commands* commands, Output* output)
     : model_(model), commands_(commands), output_(output) {}
 
 ExitCode Shell::Run(std::istream& in, bool interactive) {
+  StreamLines lines(in, output_, interactive);
+  return Run(lines, interactive);
+}
+
+ExitCode Shell::Run(LineSource& lines, bool interactive) {
   std::string line;
   for (int number = 1;; ++number) {
-    if (interactive) output_->Prompt("VDSCTL> ");
-    const bool read = static_cast<bool>(std::getline(in, line));
-    if (interactive) output_->PromptAnswered();
-    if (!read) break;
+    if (!lines.Read("VDSCTL> ", &line)) break;
     // A script saved with a byte order mark: the mark is no part of its first command.
     if (number == 1 && line.rfind("\xEF\xBB\xBF", 0) == 0) line.erase(0, 3);
     bool exit = false;

@@ -12,6 +12,7 @@
 
 #include "platform/guid.h"
 #include "tools/vdsctl/commands.h"
+#include "tools/vdsctl/line_source.h"
 #include "tools/vdsctl/provider_log.h"
 #include "tools/vdsctl/provision_commands.h"
 #include "tools/vdsctl/shell_syntax.h"
@@ -28,6 +29,7 @@ class Shell {
   // a failed command does not end the session. A script stops at its first failure and gives
   // that command's exit code.
   ExitCode Run(std::istream& in, bool interactive);
+  ExitCode Run(LineSource& lines, bool interactive);
 
   // The provider's log, so that a refresh that empties the tree can say why. Optional.
   void SetProviderLog(const ProviderLog* log) { log_ = log; }
