@@ -72,6 +72,10 @@ void AddHealthCommand(CLI::App* app, CommandTable* table);
 // create lun and unmask lun (provision_one_shot.cc).
 void AddProvisionCommands(CLI::App* app, CommandTable* table);
 
+// delete, name, hints, applyhints, associate, setflag, maintenance, flushcache,
+// invalidatecache, refresh, reenumerate (maintenance_one_shot.cc).
+void AddMaintenanceCommands(CLI::App* app, CommandTable* table);
+
 // The host-side commands (multipath_one_shot.cc): lbpolicy, lbpolicies, setpathstatus; and
 // RunMultipathWords, which runs one of them, or "paths" for "list paths lun N".
 void AddMultipathCommands(CLI::App* app, CommandTable* table);
