@@ -13,6 +13,7 @@
 
 #include "platform/registry.h"
 #include "tools/vdsctl/commands.h"
+#include "tools/vdsctl/enclosure_map.h"
 #include "tools/vdsctl/environment.h"
 #include "tools/vdsctl/loader.h"
 #include "tools/vdsctl/model.h"
@@ -265,6 +266,7 @@ int Main(int argc, char** argv) {
   if (code == kExitOk) {
     CommandContext context{
         &model, &shared, &output, sink.Get(), &providerLog, isatty(STDIN_FILENO) != 0, args.hints2};
+    context.colour = ColourWanted(results.Fd());
     code = command->run(context);
   }
   host.reset();

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "platform/strings.h"
+#include "tools/vdsctl/enclosure_map.h"
 #include "tools/vdsctl/json.h"
 #include "tools/vdsctl/names.h"
 
@@ -166,6 +167,7 @@ const VerbForm kVerbForms[] = {
     {"invalidatecache", "invalidatecache controller N"},
     {"refresh", "refresh provider"},
     {"reenumerate", "reenumerate provider | reenumerate subsystem N"},
+    {"show", "show enclosures"},
 };
 
 // The kind a verb works on when the shell's line leaves it out ("hints", "maintenance beep").
@@ -212,6 +214,11 @@ ParseOutcome ParseMaintenanceWords(const std::vector<std::string>& given, bool s
     if (selection) return ParseOutcome::kNotMine;
     if (words.size() != 2 || second != "provider") return bad("");
     request->verb = MaintenanceVerb::kRefresh;
+    return ParseOutcome::kParsed;
+  }
+  if (verb == "show") {
+    if (words.size() != 2 || !MatchesKeyword(words[1], "enclosures")) return bad("");
+    request->verb = MaintenanceVerb::kShowEnclosures;
     return ParseOutcome::kParsed;
   }
   if (verb == "reenumerate" && second == "provider") {
@@ -330,8 +337,9 @@ Json HintsJson(const VDS_HINTS& hints) {
   return out;
 }
 
-MaintenanceCommands::MaintenanceCommands(Model* model, Commands* commands, Output* output)
-    : model_(model), commands_(commands), output_(output) {}
+MaintenanceCommands::MaintenanceCommands(Model* model, Commands* commands, Output* output,
+                                         bool colour)
+    : model_(model), commands_(commands), output_(output), colour_(colour) {}
 
 ExitCode MaintenanceCommands::Failed(HRESULT hr, const char* call) {
   output_->CallFailed(CallError{hr, call});
@@ -369,6 +377,9 @@ ExitCode MaintenanceCommands::Object(const GUID& id, Kind kind, const IID& iid, 
 
 ExitCode MaintenanceCommands::Run(const MaintenanceRequest& request, std::optional<int> subsystem,
                                   std::optional<GUID> selected) {
+  if (request.verb == MaintenanceVerb::kShowEnclosures) {
+    return ShowEnclosures(model_, output_, subsystem, blinking_, colour_);
+  }
   if (!request.kind) {
     ComPtr<IVdsHwProvider> hw;
     void* raw = nullptr;
@@ -501,6 +512,12 @@ ExitCode MaintenanceCommands::RunOn(const MaintenanceRequest& request, const GUI
         done = title + " no longer blinks.";
       }
       if (FAILED(hr)) return Failed(hr, call);
+      // A pulse ends with the light off.
+      if (request.verb == MaintenanceVerb::kBlink && !request.count) {
+        blinking_.insert(id);
+      } else if (request.verb != MaintenanceVerb::kBeep) {
+        blinking_.erase(id);
+      }
       return Done(done);
     }
     case MaintenanceVerb::kFlushCache:
@@ -526,6 +543,7 @@ ExitCode MaintenanceCommands::RunOn(const MaintenanceRequest& request, const GUI
       return Done(title + " has been enumerated again.");
     }
     case MaintenanceVerb::kRefresh:
+    case MaintenanceVerb::kShowEnclosures:
       break;
   }
   return kExitOk;

@@ -1,12 +1,13 @@
 // The administrator's changing commands beyond creation and masking: delete lun, name lun and
 // subsystem, hints and applyhints, associate, setflag, maintenance (blink, beep), flushcache,
-// invalidatecache, refresh and reenumerate. The one-shot form and the shell share the words
-// (parsed here, so that a usage error names the word at fault) and the calls, which go through
-// the provider's VDS interfaces.
+// invalidatecache, refresh and reenumerate, and the enclosure map. The one-shot form and the shell
+// share the words (parsed here, so that a usage error names the word at fault) and the calls, which
+// go through the provider's VDS interfaces.
 #ifndef VELA_TOOLS_VDSCTL_MAINTENANCE_COMMANDS_H_
 #define VELA_TOOLS_VDSCTL_MAINTENANCE_COMMANDS_H_
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,7 @@ enum class MaintenanceVerb {
   kInvalidateCache,
   kRefresh,
   kReenumerate,
+  kShowEnclosures,
 };
 
 // One command as its words give it.
@@ -63,7 +65,8 @@ std::string MaintenanceUsage(const std::string& verb);
 
 class MaintenanceCommands {
  public:
-  MaintenanceCommands(Model* model, Commands* commands, Output* output);
+  // `colour`: the enclosure map may use colours.
+  MaintenanceCommands(Model* model, Commands* commands, Output* output, bool colour);
   MaintenanceCommands(const MaintenanceCommands&) = delete;
   MaintenanceCommands& operator=(const MaintenanceCommands&) = delete;
 
@@ -85,6 +88,10 @@ class MaintenanceCommands {
   Model* model_;
   Commands* commands_;
   Output* output_;
+  const bool colour_;
+  // The drives this session lit: the provider reports no light state, so the enclosure map
+  // marks these.
+  std::set<GUID> blinking_;
 };
 
 // The hints as JSON, member by member.

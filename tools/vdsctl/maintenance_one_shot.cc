@@ -1,6 +1,7 @@
 // delete, name, hints, applyhints, associate, setflag, maintenance, flushcache,
-// invalidatecache, refresh and reenumerate on the command line. Their words are checked while the
-// command line is parsed, so that a usage error exits 2 before anything is loaded or sent.
+// invalidatecache, refresh, reenumerate and show enclosures on the command line. Their words are
+// checked while the command line is parsed, so that a usage error exits 2 before anything is loaded
+// or sent.
 #include <memory>
 
 #include "tools/vdsctl/maintenance_commands.h"
@@ -25,6 +26,7 @@ void AddMaintenanceCommands(CLI::App* app, CommandTable* table) {
       {"invalidatecache", "Invalidate a controller's cache for every vdisk it owns"},
       {"refresh", "Refresh the provider's objects (IVdsHwProvider::Refresh)"},
       {"reenumerate", "Enumerate the provider's subsystems, or one subsystem, again"},
+      {"show", "Show each enclosure as a grid of slots: what every drive is, at a glance"},
   };
   for (const Form& form : kForms) {
     struct Arguments {
@@ -49,7 +51,8 @@ void AddMaintenanceCommands(CLI::App* app, CommandTable* table) {
     table->Add(command, [args](CommandContext& context) {
       std::optional<int> subsystem;
       if (ExitCode code = context.Subsystem(args->subsystem, &subsystem)) return code;
-      MaintenanceCommands maintenance(context.model, context.commands, context.output);
+      MaintenanceCommands maintenance(context.model, context.commands, context.output,
+                                      context.colour);
       return maintenance.Run(args->request, subsystem, std::nullopt);
     });
   }

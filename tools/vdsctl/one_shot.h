@@ -30,6 +30,7 @@ struct CommandContext {
   const ProviderLog* providerLog;
   bool interactive;  // standard input is a terminal
   bool hints2;       // --hints2: create lun goes through IVdsSubSystem2::CreateLun2
+  bool colour = false;  // results go to a terminal and NO_COLOR is not set
 
   // The subsystem a `--subsystem TEXT` option names (number, name=, serial=, identification or
   // name); nothing when `text` is empty. A name that fits none is reported: kExitSyntax.
@@ -73,7 +74,7 @@ void AddHealthCommand(CLI::App* app, CommandTable* table);
 void AddProvisionCommands(CLI::App* app, CommandTable* table);
 
 // delete, name, hints, applyhints, associate, setflag, maintenance, flushcache,
-// invalidatecache, refresh, reenumerate (maintenance_one_shot.cc).
+// invalidatecache, refresh, reenumerate, show enclosures (maintenance_one_shot.cc).
 void AddMaintenanceCommands(CLI::App* app, CommandTable* table);
 
 // The host-side commands (multipath_one_shot.cc): lbpolicy, lbpolicies, setpathstatus; and

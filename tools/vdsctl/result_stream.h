@@ -39,6 +39,8 @@ class ResultStream {
   ResultStream& operator=(const ResultStream&) = delete;
 
   std::ostream& Out() { return out_; }
+  // The descriptor results go to (a terminal or not).
+  int Fd() const { return fd_; }
 
  private:
   int fd_;
