@@ -160,10 +160,21 @@ TEST_F(LunChangeTest, DeleteSendsThePartitionThenTheVdiskWithItsLast) {
   ASSERT_TRUE(data);
   ComPtr<IVdsLun> logs = Lun(u"logs");
   ASSERT_TRUE(data && logs);
+  VDS_LUN_PROP dataProp{};
+  ASSERT_EQ(data->GetProperties(&dataProp), S_OK);
+  CoTaskMemFree(dataProp.pwszFriendlyName);
+  CoTaskMemFree(dataProp.pwszIdentification);
+  CoTaskMemFree(dataProp.pwszUnmaskingList);
   ASSERT_EQ(data->Delete(), S_OK);
   std::vector<JournalRequest> changes = Changes();
   ASSERT_EQ(Opcodes(changes), std::vector<uint32_t>{DELETE_PART});
   EXPECT_EQ(LunCount(), 1u) << "the departure reached the tree before Delete returned";
+  // The advise sink heard of it, by the LUN's id.
+  const std::vector<VDS_NOTIFICATION> heard = sink_->Received();
+  EXPECT_TRUE(std::any_of(heard.begin(), heard.end(), [&](const VDS_NOTIFICATION& n) {
+    return n.objectType == VDS_NTT_LUN && n.Lun.ulEvent == VDS_NF_LUN_DEPART &&
+           n.Lun.LunId == dataProp.id;
+  }));
 
   auto drives = Objects<IVdsDrive>(&IVdsSubSystem::QueryDrives, IID_IVdsDrive);
   ASSERT_EQ(DriveFlags2(drives[0].Get()) & VDS_DF_ASSIGNED, ULONG{VDS_DF_ASSIGNED});
