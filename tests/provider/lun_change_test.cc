@@ -454,6 +454,11 @@ TEST_F(AssociationTest, OwnerKeptOrToggledByThePortsNamed) {
   EXPECT_EQ(Associate(solo.Get(), {portsA[0], portsB[0]}), VDS_E_NOT_SUPPORTED);
   EXPECT_EQ(Associate(Lun(u"EMPTY(DummyVolume)").Get(), portsB), VDS_E_NOT_SUPPORTED);
   EXPECT_TRUE(Changes().empty());
+  // A port of no controller of this subsystem counts for neither: "none", so a toggle.
+  GUID foreign{};
+  foreign.Data1 = 0x1234;
+  ASSERT_EQ(Associate(solo.Get(), {foreign}), S_OK);
+  EXPECT_EQ(Opcodes(Changes()), std::vector<uint32_t>{SET_PREFERRED_OWNER});
   for (VDS_LUN_PROP* prop : {&before, &after}) {
     CoTaskMemFree(prop->pwszFriendlyName);
     CoTaskMemFree(prop->pwszIdentification);

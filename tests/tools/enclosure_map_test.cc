@@ -51,6 +51,12 @@ TEST(EnclosureMap, VdisksByTheirLunsAndColours) {
   EXPECT_EQ(plain.find('\x1b'), std::string::npos);
   EXPECT_NE(plain.find("     0   A  A*   .   .   .   B\n"), std::string::npos) << plain;
   EXPECT_NE(plain.find("  B  subsystem 0: no LUN\n"), std::string::npos) << plain;
+  // Many volumes: the first few and the count.
+  EnclosureMap many = map;
+  for (int i = 1; i < 6; ++i) many.vdisks[0].luns.emplace_back(i, "v" + std::to_string(i));
+  EXPECT_NE(EnclosureMapText(many, false)
+                .find("  A  subsystem 0: LUN 0 db, LUN 1 v1, LUN 2 v2, ... (6 LUNs)\n"),
+            std::string::npos);
   const std::string coloured = EnclosureMapText(map, true);
   EXPECT_NE(coloured.find("\x1b[36m\x1b[7mA*\x1b[0m"), std::string::npos) << coloured;
 }

@@ -12,6 +12,8 @@ namespace {
 
 constexpr int kSlotsPerRow = 12;
 constexpr int kCellWidth = 4;
+// LUNs named on a vdisk's legend line.
+constexpr size_t kLegendLuns = 4;
 
 const char* StateWord(SlotState state) {
   switch (state) {
@@ -192,16 +194,23 @@ std::string EnclosureMapText(const EnclosureMap& map, bool colour) {
     }
     text += "\n";
   }
-  text +=
-      "Legend: o free, A-Z member of a vdisk, S hot spare, X failed, M offline or missing, "
-      ". empty slot, * blinking\n";
+  const bool lowerCase = std::any_of(map.vdisks.begin(), map.vdisks.end(),
+                                     [](const VdiskView& vdisk) { return vdisk.mark >= 'a'; });
+  text += std::string("Legend: o free, A-Z ") + (lowerCase ? "and a-z " : "") +
+          "member of a vdisk, S hot spare, X failed, M offline or missing, . empty slot, * "
+          "blinking\n";
   for (const VdiskView& vdisk : map.vdisks) {
     std::string line =
         "  " + std::string(1, vdisk.mark) + "  subsystem " + std::to_string(vdisk.subsystem) + ":";
     if (vdisk.luns.empty()) line += " no LUN";
-    for (size_t i = 0; i < vdisk.luns.size(); ++i) {
+    // A vdisk of many volumes: the first few, and how many there are.
+    const size_t shown = vdisk.luns.size() > kLegendLuns ? kLegendLuns - 1 : vdisk.luns.size();
+    for (size_t i = 0; i < shown; ++i) {
       line += (i == 0 ? " LUN " : ", LUN ") + std::to_string(vdisk.luns[i].first) + " " +
               vdisk.luns[i].second;
+    }
+    if (shown < vdisk.luns.size()) {
+      line += ", ... (" + std::to_string(vdisk.luns.size()) + " LUNs)";
     }
     text += line + "\n";
   }
