@@ -18,6 +18,7 @@ class CProvider;
 class CSubSystem;
 class CController;
 struct LunPathRecord;
+struct LunHintFacts;
 
 class CLun
     : public ComObject<IVdsLun, IVdsLun2, IVdsLunNaming, IVdsLunMpio, IVdsLunControllerPorts>,
@@ -131,6 +132,13 @@ class CLun
                                  ULONG ulStripeSize, DriveLists* lists, const VDS_HINTS* pHints,
                                  array* newArray, partition* newPart);
   void DeleteDummyLun(const array& vdisk);
+  // abort_utility and delete_array for this LUN's vdisk; its members read free at once.
+  HRESULT DeleteVdisk(DWORD handle);
+  // What the hints report; asks the controller for dependants of a snap pool or master volume.
+  LunHintFacts HintFacts() const;
+  // The two directions of ApplyHints' conversion, after the checks that need nothing fetched.
+  HRESULT ConvertToStandard(DWORD handle);
+  HRESULT ConvertToMaster(DWORD handle);
   void MarkMemberDrives(const controllerData& data);
   HRESULT SetMaskLocked(const std::string& wanted);
   // Unit numbers in use on a controller (all hosts, or the ones one host sees); false when the

@@ -16,6 +16,7 @@
 #include "platform/com.h"
 #include "platform/vds.h"
 #include "provider/vds_base.h"
+#include "provisioning/delete.h"
 #include "provisioning/drive_select.h"
 #include "proxy/records.h"
 
@@ -93,6 +94,9 @@ class CSubSystem : public ComObject<IVdsSubSystem, IVdsSubSystem2, IVdsSubSystem
   // A drive of m_mapDrives by enclosure and slot, without a reference; null when none.
   CDrive* FindDrive(SHORT sBusNumber, SHORT sSlotNumber) const;
 
+  // Partitions of offline vdisks whose deletion was asked for (CLun::Delete).
+  DeleteMarks& Marks() { return m_deleteMarks; }
+
   bool SupportRaid6() const { return m_SupportRaid6; }
   bool SupportULP() const { return b_SupportULP; }
   uint8_t HostPortType() const { return m_hostPortType; }
@@ -154,6 +158,7 @@ class CSubSystem : public ComObject<IVdsSubSystem, IVdsSubSystem2, IVdsSubSystem
   VDS_HINTS m_hints{};
   uint32_t m_enclosureCount = 0;
   uint16_t m_enclosureDrives = 0;
+  DeleteMarks m_deleteMarks;  // survives a refresh, like the last events
 };
 
 // "Sub <UniqueSN> <UniqueSN>": the name that finds a subsystem again at a refresh.

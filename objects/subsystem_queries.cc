@@ -8,6 +8,7 @@
 #include "objects/subsystem.h"
 #include "platform/strings.h"
 #include "provider/provider.h"
+#include "provisioning/hints.h"
 #include "proxy/tidegate.h"
 
 namespace {
@@ -169,7 +170,8 @@ HRESULT CSubSystem::SetFriendlyName(LPWSTR pwszFriendlyName) {
       if (PropText(other->Prop().pwszFriendlyName) == name) return VDS_E_NAME_NOT_UNIQUE;
     }
   }
-  const std::string narrow = Utf16ToUtf8(name);
+  // Whole characters only: a cut inside one would leave the controller an invalid name.
+  const std::string narrow = NarrowName(name, sizeof(advNetInterface{}.systemName));
   bool sent = false;
   for (DWORD handle : {m_record.controllerA, m_record.controllerB}) {
     if (handle == 0) continue;

@@ -149,6 +149,11 @@ TEST(Provision, PartitionsFillFreeSpaceFirstFitAndKeepTheCountsTrue) {
   EXPECT_EQ(add(2048, &d), kStatusControllerPartitionLimit);
   std::string why;
   EXPECT_TRUE(CheckInvariants(subsystem, &why)) << why;
+  // An offline vdisk's volumes go only with the whole vdisk.
+  subsystem.vdisks[index].health = kVdiskOffline;
+  EXPECT_EQ(DeletePartition(subsystem, a.serialNumber.data()), kStatusVdiskOffline);
+  EXPECT_EQ(DeleteArray(subsystem, vdiskSerial.data()), 0u);
+  EXPECT_TRUE(CheckInvariants(subsystem, &why)) << why;
 }
 
 TEST(Provision, ExpansionRunsAsAJobOnTheScaledClock) {

@@ -13,6 +13,7 @@
 
 #include "platform/registry.h"
 #include "tools/vdsctl/commands.h"
+#include "tools/vdsctl/enclosure_map.h"
 #include "tools/vdsctl/environment.h"
 #include "tools/vdsctl/loader.h"
 #include "tools/vdsctl/model.h"
@@ -152,6 +153,7 @@ int Main(int argc, char** argv) {
   AddShellCommand(&app, &commands);
   AddMultipathCommands(&app, &commands);
   AddProvisionCommands(&app, &commands);
+  AddMaintenanceCommands(&app, &commands);
   // Registration needs no provider loaded: these run before anything else is set up.
   CLI::App* registerCommand =
       app.add_subcommand("register", "Call the module's DllRegisterServer, as regsvr32 does");
@@ -271,6 +273,7 @@ int Main(int argc, char** argv) {
                            interactive,
                            interactive && isatty(results.Fd()) ? results.Fd() : -1,
                            args.hints2};
+    context.colour = ColourWanted(results.Fd());
     code = command->run(context);
   }
   host.reset();

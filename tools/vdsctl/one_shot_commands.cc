@@ -111,6 +111,8 @@ void AddShellCommand(CLI::App* app, CommandTable* table) {
     Shell shell(context.model, context.commands, output);
     ProvisionCommands provision(context.model, output, context.hints2);
     shell.SetProvisioning(&provision);
+    MaintenanceCommands maintenance(context.model, context.commands, output, context.colour);
+    shell.SetMaintenance(&maintenance);
     shell.SetProviderLog(context.providerLog);
     const std::string proxy = ProxyAddressText(ReadSessionReport(context.providerLog->ReadRun()));
     ConnectionWatch watch(

@@ -55,6 +55,26 @@ ExitCode Shell::ExecuteOne(const std::string& line, bool* exit) {
     for (std::string word; in >> word;) words.push_back(word);
     if (std::optional<ExitCode> code = Provision(words)) return *code;
   }
+  if (maintenance_ != nullptr) {
+    std::istringstream in(line);
+    std::vector<std::string> words;
+    for (std::string word; in >> word;) words.push_back(word);
+    MaintenanceRequest request;
+    std::string error;
+    switch (ParseMaintenanceWords(words, true, &request, &error)) {
+      case ParseOutcome::kNotMine:
+        break;
+      case ParseOutcome::kBad:
+        output_->Problem(error);
+        return kExitSyntax;
+      case ParseOutcome::kParsed: {
+        std::optional<int> subsystem;
+        if (ExitCode code = ScopeSubsystem(&subsystem)) return code;
+        return maintenance_->Run(request, subsystem,
+                                 request.kind ? Focus(*request.kind) : std::nullopt);
+      }
+    }
+  }
   ShellCommand command;
   std::string error;
   if (!ParseShellLine(line, &command, &error)) {

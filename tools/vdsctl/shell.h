@@ -13,6 +13,7 @@
 #include "platform/guid.h"
 #include "tools/vdsctl/commands.h"
 #include "tools/vdsctl/line_source.h"
+#include "tools/vdsctl/maintenance_commands.h"
 #include "tools/vdsctl/provider_log.h"
 #include "tools/vdsctl/provision_commands.h"
 #include "tools/vdsctl/shell_syntax.h"
@@ -40,6 +41,10 @@ class Shell {
 
   // Enables "create lun ..." and "unmask [lun N] all|none|LIST" (on the selected LUN).
   void SetProvisioning(ProvisionCommands* provision) { provision_ = provision; }
+  // Enables delete, name, hints, applyhints, associate, setflag, maintenance, flushcache,
+  // invalidatecache and reenumerate (provider, subsystem N); without a number they work on the
+  // selected object.
+  void SetMaintenance(MaintenanceCommands* maintenance) { maintenance_ = maintenance; }
 
  private:
   static constexpr size_t kKinds = 7;
@@ -63,6 +68,7 @@ class Shell {
   Output* output_;
   const ProviderLog* log_ = nullptr;
   ProvisionCommands* provision_ = nullptr;
+  MaintenanceCommands* maintenance_ = nullptr;
   std::array<std::optional<GUID>, kKinds> focus_;  // selected object of each kind
   std::optional<Kind> last_;                       // kind of the latest selection
 };
