@@ -76,12 +76,9 @@ HRESULT CLun::SetStatus(VDS_LUN_STATUS) {
 // identification work; until then they refuse.
 HRESULT CLun::GetIdentificationData(VDS_LUN_INFORMATION*) { return E_NOTIMPL; }
 HRESULT CLun::QueryActiveControllers(IEnumVdsObject**) { return E_NOTIMPL; }
-HRESULT CLun::Extend(ULONGLONG, VDS_OBJECT_ID*, LONG, IVdsAsync**) { return E_NOTIMPL; }
-HRESULT CLun::Shrink(ULONGLONG, IVdsAsync**) { return E_NOTIMPL; }
 HRESULT CLun::Delete() { return E_NOTIMPL; }
 HRESULT CLun::QueryHints(VDS_HINTS*) { return E_NOTIMPL; }
 HRESULT CLun::ApplyHints(VDS_HINTS*) { return E_NOTIMPL; }
-HRESULT CLun::QueryMaxLunExtendSize(VDS_OBJECT_ID*, LONG, ULONGLONG*) { return E_NOTIMPL; }
 HRESULT CLun::QueryHints2(VDS_HINTS2*) { return E_NOTIMPL; }
 HRESULT CLun::ApplyHints2(VDS_HINTS2*) { return E_NOTIMPL; }
 HRESULT CLun::SetFriendlyName(LPWSTR) { return E_NOTIMPL; }

@@ -18,6 +18,7 @@
 #include "tools/vdsctl/model.h"
 #include "tools/vdsctl/output.h"
 #include "tools/vdsctl/provider_log.h"
+#include "tools/vdsctl/size_commands.h"
 
 namespace vdsctl {
 
@@ -71,6 +72,10 @@ void AddHealthCommand(CLI::App* app, CommandTable* table);
 
 // create lun and unmask lun (provision_one_shot.cc).
 void AddProvisionCommands(CLI::App* app, CommandTable* table);
+
+// maxsize, extend and shrink (size_one_shot.cc); the progress display that fits `output`.
+void AddSizeCommands(CLI::App* app, CommandTable* table);
+ProgressStyle ProgressStyleFor(const Output& output);
 
 // The host-side commands (multipath_one_shot.cc): lbpolicy, lbpolicies, setpathstatus; and
 // RunMultipathWords, which runs one of them, or "paths" for "list paths lun N".

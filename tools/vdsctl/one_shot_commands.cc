@@ -109,6 +109,8 @@ void AddShellCommand(CLI::App* app, CommandTable* table) {
     Shell shell(context.model, context.commands, output);
     ProvisionCommands provision(context.model, output, context.hints2);
     shell.SetProvisioning(&provision);
+    SizeCommands sizes(context.model, output, ProgressStyleFor(*output), std::cerr);
+    shell.SetSizing(&sizes);
     shell.SetProviderLog(context.providerLog);
     const std::string proxy = ProxyAddressText(ReadSessionReport(context.providerLog->ReadRun()));
     ConnectionWatch watch(

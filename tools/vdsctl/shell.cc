@@ -53,6 +53,22 @@ ExitCode Shell::ExecuteOne(const std::string& line, bool* exit) {
     for (std::string word; in >> word;) words.push_back(word);
     if (std::optional<ExitCode> code = Provision(words)) return *code;
   }
+  if (sizes_ != nullptr) {
+    std::istringstream in(line);
+    std::vector<std::string> words;
+    for (std::string word; in >> word;) words.push_back(word);
+    SizeArgs args;
+    std::string error;
+    if (std::optional<bool> parsed = ParseSizeWords(words, &args, &error)) {
+      if (!*parsed) {
+        output_->Problem(error);
+        return kExitSyntax;
+      }
+      std::optional<int> subsystem;
+      if (ExitCode code = ScopeSubsystem(&subsystem)) return code;
+      return sizes_->Run(subsystem.value_or(0), args);
+    }
+  }
   ShellCommand command;
   std::string error;
   if (!ParseShellLine(line, &command, &error)) {

@@ -15,6 +15,7 @@
 #include "tools/vdsctl/provider_log.h"
 #include "tools/vdsctl/provision_commands.h"
 #include "tools/vdsctl/shell_syntax.h"
+#include "tools/vdsctl/size_commands.h"
 
 namespace vdsctl {
 
@@ -38,6 +39,8 @@ class Shell {
 
   // Enables "create lun ..." and "unmask [lun N] all|none|LIST" (on the selected LUN).
   void SetProvisioning(ProvisionCommands* provision) { provision_ = provision; }
+  // Enables "maxsize ...", "extend lun N ..." and "shrink lun N ...".
+  void SetSizing(SizeCommands* sizes) { sizes_ = sizes; }
 
  private:
   static constexpr size_t kKinds = 7;
@@ -61,6 +64,7 @@ class Shell {
   Output* output_;
   const ProviderLog* log_ = nullptr;
   ProvisionCommands* provision_ = nullptr;
+  SizeCommands* sizes_ = nullptr;
   std::array<std::optional<GUID>, kKinds> focus_;  // selected object of each kind
   std::optional<Kind> last_;                       // kind of the latest selection
 };
