@@ -115,8 +115,13 @@ HRESULT CVdsAsyncObject::Wait(HRESULT* pHrResult, VDS_ASYNC_OUTPUT* pAsyncOut) {
 
 HRESULT CVdsAsyncObject::FinishExpansion() {
   const DWORD handle = m_pController != nullptr ? m_pController->Handle() : 0;
-  if (!ExpandPartRounds("CVdsAsyncObject::Wait() ", handle, m_pExpandLun->ArraySn(),
-                        &m_expandRequest)) {
+  // A refresh may run Initialize on the LUN meanwhile: the serial is read under the lock.
+  uint8_t arraySn[32];
+  {
+    MutexGuard guard(hNotificationMutex, "CVdsAsyncObject::Wait");
+    std::memcpy(arraySn, m_pExpandLun->ArraySn(), sizeof(arraySn));
+  }
+  if (!ExpandPartRounds("CVdsAsyncObject::Wait() ", handle, arraySn, &m_expandRequest)) {
     return VDS_E_INTERNAL_ERROR;
   }
   // Done: a second Wait reports at once instead of growing the partition again.
