@@ -92,9 +92,6 @@ bool ParseOptions(const std::vector<std::string>& words, size_t first,
       if (!ParseIndexList(value, &args->drives, error)) return false;
       continue;
     }
-    // The hint keys mean what they mean to create lun.
-    CreateLunArgs create;
-    const std::string typed = key == "size" ? "simple" : "default";
     if (key == "size") {
       if (!ParseSize(value, kMB, &args->size)) {
         *error = "size= wants a size such as 10GB or 512 (MB), not \"" + value + "\".";
@@ -102,8 +99,9 @@ bool ParseOptions(const std::vector<std::string>& words, size_t first,
       }
       continue;
     }
-    create.hints = args->hints;
-    if (!ParseCreateLunWords({typed, word}, &create, error)) {
+    // The hint keys mean what they mean to create lun.
+    CreateLunArgs create;
+    if (!ParseCreateLunWords({"default", word}, &create, error)) {
       *error = "\"" + word + "\" is not understood: " + usage + ".";
       return false;
     }
