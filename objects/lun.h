@@ -12,11 +12,13 @@
 #include "platform/vds.h"
 #include "provider/vds_base.h"
 #include "provisioning/drive_select.h"
+#include "provisioning/sizes.h"
 #include "proxy/records.h"
 
 class CProvider;
 class CSubSystem;
 class CController;
+class ControllerDataCache;
 struct LunPathRecord;
 struct LunHintFacts;
 
@@ -85,6 +87,17 @@ class CLun
                                    VDS_OBJECT_ID* pInactiveControllerPortIdArray,
                                    LONG lNumberOfInactiveControllerPorts) override;
   HRESULT QueryActiveControllerPorts(IEnumVdsObject** ppEnum) override;
+
+  // The room for another LUN in this LUN's vdisk (the named drives must be exactly its members),
+  // reading the controller through `cache`. The caller holds hNotificationMutex.
+  HRESULT QueryMaxLunSizeCanBeCreate(const VDS_OBJECT_ID* pDriveIdArray, LONG lNumberOfDrives,
+                                     ULONGLONG* pullMaxBytes,
+                                     const std::vector<DriveCandidate>& drives,
+                                     ControllerDataCache* cache);
+  // What the size and extension decisions read of this LUN.
+  LunFacts Facts() const;
+  // After an expansion added drives to the vdisk.
+  void SetNumDrives(int32_t numDrives) { m_numDrives = numDrives; }
 
   // True when status and health allow a change (callers answer VDS_E_OBJECT_STATUS_FAILED).
   bool CanOperate() const;
@@ -177,8 +190,9 @@ class CLun
   uint8_t m_utility = 0;
   uint8_t m_partType = 0;
   bool m_isDummyVolume = false;
-  uint64_t m_wmiUpdate = 0;  // guarded by hRefreshMutex
+  uint64_t m_wmiUpdate = 0;       // guarded by hRefreshMutex
   uint8_t m_SpecialRaidType = 0;  // the level CreateLun decided
+  ULONGLONG m_minDriveSize = 0;   // bytes of the vdisk's smallest member
 };
 
 #endif  // VELA_OBJECTS_LUN_H_

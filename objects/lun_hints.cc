@@ -1,6 +1,6 @@
-// The LUN's hints, names and shrink: QueryHints and ApplyHints in both forms (the cache
-// parameters, and the conversion between ordinary LUN and master volume), SetFriendlyName and
-// the refusal to shrink. The decisions are in provisioning/hints.
+// The LUN's hints and names: QueryHints and ApplyHints in both forms (the cache
+// parameters, and the conversion between ordinary LUN and master volume) and SetFriendlyName.
+// The decisions are in provisioning/hints.
 #include <memory>
 #include <string>
 #include <vector>
@@ -274,16 +274,4 @@ HRESULT CLun::SetFriendlyName(LPWSTR pwszFriendlyName) {
   m_prop.pwszFriendlyName = AllocPropString(Utf8ToUtf16(narrow));
   DebugPrintf("CLun::SetFriendlyName\n out\n");
   return S_OK;
-}
-
-HRESULT CLun::Shrink(ULONGLONG ullNumberOfBytesToRemove, IVdsAsync** ppAsync) {
-  if (ppAsync == nullptr) return E_POINTER;
-  if (ullNumberOfBytesToRemove == 0 || ullNumberOfBytesToRemove >= m_prop.ullSize) {
-    DebugPrintf(
-        "OOP!!! CLun::Shrink() uNumberOfBytesToRemove == 0 || uNumberOfBytesToRemove >= "
-        "m_prop.ullSize return E_INVALIDARG, line %d\n",
-        __LINE__);
-    return E_INVALIDARG;
-  }
-  return VDS_E_NOT_SUPPORTED;
 }

@@ -76,6 +76,4 @@ HRESULT CLun::SetStatus(VDS_LUN_STATUS) {
 // identification work; until then they refuse.
 HRESULT CLun::GetIdentificationData(VDS_LUN_INFORMATION*) { return E_NOTIMPL; }
 HRESULT CLun::QueryActiveControllers(IEnumVdsObject**) { return E_NOTIMPL; }
-HRESULT CLun::Extend(ULONGLONG, VDS_OBJECT_ID*, LONG, IVdsAsync**) { return E_NOTIMPL; }
-HRESULT CLun::QueryMaxLunExtendSize(VDS_OBJECT_ID*, LONG, ULONGLONG*) { return E_NOTIMPL; }
 HRESULT CLun::QueryActiveControllerPorts(IEnumVdsObject**) { return E_NOTIMPL; }

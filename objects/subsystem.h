@@ -24,6 +24,7 @@ class CProvider;
 class CController;
 class CDrive;
 class CLun;
+class ControllerDataCache;
 
 class CSubSystem : public ComObject<IVdsSubSystem, IVdsSubSystem2, IVdsSubSystemNaming>,
                    public CVdsBase {
@@ -128,6 +129,12 @@ class CSubSystem : public ComObject<IVdsSubSystem, IVdsSubSystem2, IVdsSubSystem
   HRESULT CreateLunLocked(VDS_LUN_TYPE type, ULONGLONG ullSizeInBytes, VDS_OBJECT_ID* pDriveIdArray,
                           LONG lNumberOfDrives, LPWSTR pwszUnmaskingList, VDS_HINTS* pHints,
                           IVdsAsync** ppAsync);
+  // The largest room for a new LUN of `type` in a vdisk that holds a LUN of that type (with drives
+  // named: the vdisk of the first of them), to 1 MiB; 0 when none has room.
+  ULONGLONG QueryMaxLunInExistingVdisks(VDS_LUN_TYPE type, const VDS_OBJECT_ID* pDriveIdArray,
+                                        LONG lNumberOfDrives,
+                                        const std::vector<DriveCandidate>& drives,
+                                        ControllerDataCache* cache);
   void AddDriveTypePool(uint8_t driveClass);
   void MakeDriveTypePools();
   void ReadAllowedDriveType();

@@ -204,14 +204,3 @@ HRESULT CSubSystem::SetStatus(VDS_SUB_SYSTEM_STATUS status) {
   DebugPrintf("SetStatus %d\n", status);
   return VDS_E_NOT_SUPPORTED;
 }
-
-// LUN sizing comes with the provisioning work; until then it refuses.
-HRESULT CSubSystem::QueryMaxLunCreateSize(VDS_LUN_TYPE, VDS_OBJECT_ID*, LONG, VDS_HINTS*,
-                                          ULONGLONG*) {
-  return E_NOTIMPL;
-}
-
-HRESULT CSubSystem::QueryMaxLunCreateSize2(VDS_LUN_TYPE, VDS_OBJECT_ID*, LONG, VDS_HINTS2*,
-                                           ULONGLONG*) {
-  return E_NOTIMPL;
-}

@@ -212,6 +212,46 @@ TEST(Provision, ExpansionRunsAsAJobOnTheScaledClock) {
   SetTimeScaleForTesting(1);
 }
 
+TEST(Provision, AJobKeepsItsProgressWhenTheRateChanges) {
+  SetTimeScaleForTesting(0);
+  Model model = DefaultModel();
+  model.limits.jobPercentPerSecond = 10;
+  Subsystem& subsystem = model.subsystems[0];
+  size_t index = 0;
+  ASSERT_EQ(CreateArray(model, subsystem, Args(kRaid5, Sas({1, 2, 3})), &index), 0u);
+  const Serial32 serial = subsystem.vdisks[index].serialNumber;
+  ASSERT_EQ(ExpandArray(subsystem, serial.data(), {{"", 0, 3}}), 0u);
+  State state(std::move(model), nullptr);
+  auto percent = [&] {
+    double value = 0;
+    state.Read([&](const Model& m) { value = m.subsystems[0].vdisks[0].jobPercent; });
+    return value;
+  };
+  auto rate = [&](double perSecond) {
+    state.Change(SIZE_MAX, [&](Model& m) {
+      m.limits.jobPercentPerSecond = perSecond;
+      return 0u;
+    });
+  };
+  percent();  // the clock starts here
+  Sleep(3000);
+  const double atTen = percent();
+  EXPECT_GE(atTen, 30);
+  EXPECT_LT(atTen, 40);
+  // Slower from now on: the job goes on from where it was.
+  rate(1);
+  Sleep(2000);
+  const double atOne = percent();
+  EXPECT_GE(atOne, atTen + 2);
+  EXPECT_LT(atOne, atTen + 5);
+  rate(100);
+  Sleep(1000);
+  uint8_t job = 1;
+  state.Read([&](const Model& m) { job = m.subsystems[0].vdisks[0].utilityRunning; });
+  EXPECT_EQ(job, 0) << "ended";
+  SetTimeScaleForTesting(1);
+}
+
 TEST(Provision, MappingsRoundTripThroughThePartitionView) {
   Model model = DefaultModel();
   Subsystem& subsystem = model.subsystems[0];

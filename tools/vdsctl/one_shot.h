@@ -18,6 +18,7 @@
 #include "tools/vdsctl/model.h"
 #include "tools/vdsctl/output.h"
 #include "tools/vdsctl/provider_log.h"
+#include "tools/vdsctl/size_commands.h"
 
 namespace vdsctl {
 
@@ -77,6 +78,10 @@ void AddProvisionCommands(CLI::App* app, CommandTable* table);
 // delete, name, hints, applyhints, associate, setflag, maintenance, flushcache,
 // invalidatecache, refresh, reenumerate, show enclosures (maintenance_one_shot.cc).
 void AddMaintenanceCommands(CLI::App* app, CommandTable* table);
+
+// maxsize, extend and shrink (size_one_shot.cc); the progress display that fits `output`.
+void AddSizeCommands(CLI::App* app, CommandTable* table);
+ProgressStyle ProgressStyleFor(const Output& output);
 
 // The host-side commands (multipath_one_shot.cc): lbpolicy, lbpolicies, setpathstatus; and
 // RunMultipathWords, which runs one of them, or "paths" for "list paths lun N".

@@ -113,6 +113,8 @@ void AddShellCommand(CLI::App* app, CommandTable* table) {
     shell.SetProvisioning(&provision);
     MaintenanceCommands maintenance(context.model, context.commands, output, context.colour);
     shell.SetMaintenance(&maintenance);
+    SizeCommands sizes(context.model, output, ProgressStyleFor(*output), std::cerr);
+    shell.SetSizing(&sizes);
     shell.SetProviderLog(context.providerLog);
     const std::string proxy = ProxyAddressText(ReadSessionReport(context.providerLog->ReadRun()));
     ConnectionWatch watch(

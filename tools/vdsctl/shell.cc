@@ -49,16 +49,15 @@ ExitCode Shell::Execute(const std::string& line, bool* exit) {
 }
 
 ExitCode Shell::ExecuteOne(const std::string& line, bool* exit) {
-  if (provision_ != nullptr) {
+  std::vector<std::string> words;
+  {
     std::istringstream in(line);
-    std::vector<std::string> words;
     for (std::string word; in >> word;) words.push_back(word);
+  }
+  if (provision_ != nullptr) {
     if (std::optional<ExitCode> code = Provision(words)) return *code;
   }
   if (maintenance_ != nullptr) {
-    std::istringstream in(line);
-    std::vector<std::string> words;
-    for (std::string word; in >> word;) words.push_back(word);
     MaintenanceRequest request;
     std::string error;
     switch (ParseMaintenanceWords(words, true, &request, &error)) {
@@ -73,6 +72,19 @@ ExitCode Shell::ExecuteOne(const std::string& line, bool* exit) {
         return maintenance_->Run(request, subsystem,
                                  request.kind ? Focus(*request.kind) : std::nullopt);
       }
+    }
+  }
+  if (sizes_ != nullptr) {
+    SizeArgs args;
+    std::string error;
+    if (std::optional<bool> parsed = ParseSizeWords(words, &args, &error)) {
+      if (!*parsed) {
+        output_->Problem(error);
+        return kExitSyntax;
+      }
+      std::optional<int> subsystem;
+      if (ExitCode code = ScopeSubsystem(&subsystem)) return code;
+      return sizes_->Run(subsystem.value_or(0), args);
     }
   }
   ShellCommand command;

@@ -17,6 +17,7 @@
 #include "tools/vdsctl/provider_log.h"
 #include "tools/vdsctl/provision_commands.h"
 #include "tools/vdsctl/shell_syntax.h"
+#include "tools/vdsctl/size_commands.h"
 
 namespace vdsctl {
 
@@ -45,6 +46,8 @@ class Shell {
   // invalidatecache and reenumerate (provider, subsystem N); without a number they work on the
   // selected object.
   void SetMaintenance(MaintenanceCommands* maintenance) { maintenance_ = maintenance; }
+  // Enables "maxsize ...", "extend lun N ..." and "shrink lun N ...".
+  void SetSizing(SizeCommands* sizes) { sizes_ = sizes; }
 
  private:
   static constexpr size_t kKinds = 7;
@@ -69,6 +72,7 @@ class Shell {
   const ProviderLog* log_ = nullptr;
   ProvisionCommands* provision_ = nullptr;
   MaintenanceCommands* maintenance_ = nullptr;
+  SizeCommands* sizes_ = nullptr;
   std::array<std::optional<GUID>, kKinds> focus_;  // selected object of each kind
   std::optional<Kind> last_;                       // kind of the latest selection
 };
