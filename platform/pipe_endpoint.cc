@@ -98,9 +98,9 @@ class SocketPipe : public PipeEndpoint {
   }
 
   const std::string m_path;
-  int m_listener;    // the serving thread's; -1 once closed
+  int m_listener;     // the serving thread's; -1 once closed
   int m_client = -1;  // the serving thread's
-  const int m_wake;  // written by any thread, closed with the object
+  const int m_wake;   // written by any thread, closed with the object
 };
 
 }  // namespace

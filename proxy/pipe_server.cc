@@ -234,8 +234,7 @@ void delete_listener() {
     std::lock_guard<std::mutex> lock(g_endpointMutex);
     endpoint = g_endpoint;
   }
-  const uint32_t error =
-      endpoint ? endpoint->Wake() : static_cast<uint32_t>(ERROR_INVALID_HANDLE);
+  const uint32_t error = endpoint ? endpoint->Wake() : static_cast<uint32_t>(ERROR_INVALID_HANDLE);
   if (error != 0) {
     DebugPrintf("delete_listener: DeleteFile(%S) failed: error 0x%x (0x57 is expected)\n",
                 widePath.c_str(), error);

@@ -1,5 +1,6 @@
 // COM on Windows: the task allocator, GUIDs and class activation of the system.
 #include "platform/com.h"
+
 #include "platform/guid.h"
 #include "platform/vds_loader.h"
 #include "platform/wbem.h"

@@ -1,5 +1,6 @@
 // The system event log of Windows.
 #include "platform/eventlog.h"
+
 #include "platform/win/sdk.h"
 
 HANDLE RegisterEventSourceW(LPCWSTR server, LPCWSTR sourceName) {

@@ -21,10 +21,10 @@ struct LibraryFunctions {
 };
 
 std::mutex g_mutex;
-int g_loadCount = 0;          // guarded by g_mutex
-void* g_library = nullptr;    // guarded by g_mutex
+int g_loadCount = 0;             // guarded by g_mutex
+void* g_library = nullptr;       // guarded by g_mutex
 LibraryFunctions g_functions{};  // set while g_loadCount > 0
-std::string g_problem;        // guarded by g_mutex
+std::string g_problem;           // guarded by g_mutex
 
 template <class T>
 bool Resolve(void* library, const char* name, T* function) {

@@ -89,10 +89,10 @@ std::string PipeEndpointPath(const std::string& name) { return "\\\\.\\pipe\\" +
 std::unique_ptr<PipeEndpoint> PipeEndpoint::Create(const std::string& name, int maxInstances,
                                                    uint32_t* error) {
   const std::string path = PipeEndpointPath(name);
-  const HANDLE pipe = CreateNamedPipeA(path.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED,
-                                       PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT,
-                                       static_cast<DWORD>(maxInstances), kBufferSize, kBufferSize,
-                                       0, nullptr);
+  const HANDLE pipe =
+      CreateNamedPipeA(path.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED,
+                       PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT,
+                       static_cast<DWORD>(maxInstances), kBufferSize, kBufferSize, 0, nullptr);
   if (pipe == INVALID_HANDLE_VALUE) {
     *error = GetLastError();
     return nullptr;

@@ -1,5 +1,6 @@
 // The registry of Windows. The system keeps it; there is no file behind it here.
 #include "platform/registry.h"
+
 #include "platform/win/sdk.h"
 
 std::string RegistryFilePath() { return std::string(); }

@@ -2,6 +2,7 @@
 #include "platform/win/sdk.h"
 
 #include <objbase.h>
+#include <oleauto.h>
 #include <windows.h>
 
 namespace winsdk {
@@ -14,6 +15,7 @@ HKEY Key(void* key) { return static_cast<HKEY>(key); }
 LPDWORD Dword(uint32_t* value) { return reinterpret_cast<LPDWORD>(value); }
 static_assert(sizeof(DWORD) == sizeof(uint32_t) && sizeof(WCHAR) == sizeof(char16_t));
 static_assert(sizeof(HRESULT) == sizeof(int32_t) && sizeof(LONG) == sizeof(int32_t));
+static_assert(sizeof(VARIANT) == 24, "the platform's VARIANT has this size too");
 
 }  // namespace
 
@@ -55,8 +57,7 @@ int32_t RegOpenKeyExA(void* key, const char* subKey, uint32_t options, uint32_t 
 }
 int32_t RegOpenKeyExW(void* key, const char16_t* subKey, uint32_t options, uint32_t access,
                       void** result) {
-  return ::RegOpenKeyExW(Key(key), Wide(subKey), options, access,
-                         reinterpret_cast<PHKEY>(result));
+  return ::RegOpenKeyExW(Key(key), Wide(subKey), options, access, reinterpret_cast<PHKEY>(result));
 }
 int32_t RegCloseKey(void* key) { return ::RegCloseKey(Key(key)); }
 int32_t RegQueryValueExA(void* key, const char* name, uint32_t* type, uint8_t* data,
@@ -118,6 +119,50 @@ uint32_t GetModuleFileNameW(void* module, char16_t* filename, uint32_t size) {
   return ::GetModuleFileNameW(static_cast<HMODULE>(module), Wide(filename), size);
 }
 void OutputDebugStringA(const char* text) { ::OutputDebugStringA(text); }
+
+char16_t* SysAllocString(const char16_t* text) {
+  return reinterpret_cast<char16_t*>(::SysAllocString(Wide(text)));
+}
+char16_t* SysAllocStringLen(const char16_t* text, uint32_t length) {
+  return reinterpret_cast<char16_t*>(::SysAllocStringLen(Wide(text), length));
+}
+void SysFreeString(char16_t* text) { ::SysFreeString(Wide(text)); }
+uint32_t SysStringLen(char16_t* text) { return ::SysStringLen(Wide(text)); }
+
+void VariantInit(void* value) { ::VariantInit(static_cast<VARIANT*>(value)); }
+int32_t VariantClear(void* value) { return ::VariantClear(static_cast<VARIANT*>(value)); }
+int32_t VariantCopy(void* dest, const void* src) {
+  return ::VariantCopy(static_cast<VARIANT*>(dest),
+                       const_cast<VARIANT*>(static_cast<const VARIANT*>(src)));
+}
+void* SafeArrayCreateVector(uint16_t vt, int32_t lowerBound, uint32_t count) {
+  return ::SafeArrayCreateVector(vt, lowerBound, count);
+}
+int32_t SafeArrayDestroy(void* array) { return ::SafeArrayDestroy(static_cast<SAFEARRAY*>(array)); }
+int32_t SafeArrayGetLBound(void* array, uint32_t dimension, int32_t* bound) {
+  return ::SafeArrayGetLBound(static_cast<SAFEARRAY*>(array), dimension,
+                              reinterpret_cast<LONG*>(bound));
+}
+int32_t SafeArrayGetUBound(void* array, uint32_t dimension, int32_t* bound) {
+  return ::SafeArrayGetUBound(static_cast<SAFEARRAY*>(array), dimension,
+                              reinterpret_cast<LONG*>(bound));
+}
+int32_t SafeArrayGetVartype(void* array, uint16_t* vt) {
+  return ::SafeArrayGetVartype(static_cast<SAFEARRAY*>(array), vt);
+}
+// The system's two element calls read their index and the element put without changing them.
+int32_t SafeArrayGetElement(void* array, const int32_t* index, void* element) {
+  return ::SafeArrayGetElement(static_cast<SAFEARRAY*>(array),
+                               reinterpret_cast<LONG*>(const_cast<int32_t*>(index)), element);
+}
+int32_t SafeArrayPutElement(void* array, const int32_t* index, const void* element) {
+  return ::SafeArrayPutElement(static_cast<SAFEARRAY*>(array),
+                               reinterpret_cast<LONG*>(const_cast<int32_t*>(index)),
+                               const_cast<void*>(element));
+}
+int32_t SafeArrayCopy(void* array, void** copy) {
+  return ::SafeArrayCopy(static_cast<SAFEARRAY*>(array), reinterpret_cast<SAFEARRAY**>(copy));
+}
 
 void* LoadLibraryW(const char16_t* name) { return ::LoadLibraryW(Wide(name)); }
 void* GetProcAddress(void* module, const char* name) {

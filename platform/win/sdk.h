@@ -65,6 +65,23 @@ int32_t GetModuleHandleExW(uint32_t flags, const char16_t* moduleName, void** mo
 uint32_t GetModuleFileNameW(void* module, char16_t* filename, uint32_t size);
 void OutputDebugStringA(const char* text);
 
+char16_t* SysAllocString(const char16_t* text);
+char16_t* SysAllocStringLen(const char16_t* text, uint32_t length);
+void SysFreeString(char16_t* text);
+uint32_t SysStringLen(char16_t* text);
+// VARIANTs and SAFEARRAYs by address: the platform's VARIANT has the system's layout.
+void VariantInit(void* value);
+int32_t VariantClear(void* value);
+int32_t VariantCopy(void* dest, const void* src);
+void* SafeArrayCreateVector(uint16_t vt, int32_t lowerBound, uint32_t count);
+int32_t SafeArrayDestroy(void* array);
+int32_t SafeArrayGetLBound(void* array, uint32_t dimension, int32_t* bound);
+int32_t SafeArrayGetUBound(void* array, uint32_t dimension, int32_t* bound);
+int32_t SafeArrayGetVartype(void* array, uint16_t* vt);
+int32_t SafeArrayGetElement(void* array, const int32_t* index, void* element);
+int32_t SafeArrayPutElement(void* array, const int32_t* index, const void* element);
+int32_t SafeArrayCopy(void* array, void** copy);
+
 void* LoadLibraryW(const char16_t* name);
 void* GetProcAddress(void* module, const char* name);
 int32_t FreeLibrary(void* module);

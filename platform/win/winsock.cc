@@ -45,9 +45,7 @@ int send(SOCKET s, const void* buffer, int len) {
   return ::send(s, static_cast<const char*>(buffer), len, 0);
 }
 
-int recv(SOCKET s, void* buffer, int len) {
-  return ::recv(s, static_cast<char*>(buffer), len, 0);
-}
+int recv(SOCKET s, void* buffer, int len) { return ::recv(s, static_cast<char*>(buffer), len, 0); }
 
 int ShutdownBoth(SOCKET s) { return ::shutdown(s, SD_BOTH); }
 

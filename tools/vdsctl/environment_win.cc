@@ -4,8 +4,8 @@
 // keys the provider reads. There is no simulator in this build: it reaches a proxy service (or a
 // tidegate-sim on another host) through its tidegate.conf.
 #include <filesystem>
-#include <functional>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -38,8 +38,8 @@ std::function<void()> RestoreValue(HKEY root, const std::u16string& subKey,
   if (RegOpenKeyExW(root, subKey.c_str(), 0, KEY_READ, &key) == ERROR_SUCCESS) {
     if (RegQueryValueExW(key, name.c_str(), nullptr, &type, nullptr, &size) == ERROR_SUCCESS) {
       old.resize(size);
-      existed = RegQueryValueExW(key, name.c_str(), nullptr, &type, old.data(), &size) ==
-                ERROR_SUCCESS;
+      existed =
+          RegQueryValueExW(key, name.c_str(), nullptr, &type, old.data(), &size) == ERROR_SUCCESS;
     }
     RegCloseKey(key);
   }
@@ -76,14 +76,14 @@ bool ApplyToRegistry(const RegistryTree& tree, std::vector<std::function<void()>
          ++value) {
       const std::u16string name = Utf8ToUtf16(value->second.name);
       restore->push_back(RestoreValue(root->key, subKey, name));
-      status = RegSetValueExW(opened, name.c_str(), 0, value->second.type,
-                              value->second.data.data(),
-                              static_cast<DWORD>(value->second.data.size()));
+      status =
+          RegSetValueExW(opened, name.c_str(), 0, value->second.type, value->second.data.data(),
+                         static_cast<DWORD>(value->second.data.size()));
     }
     if (opened != nullptr) RegCloseKey(opened);
     if (status != ERROR_SUCCESS) {
-      *problem = "Cannot write the registry key " + key.path + " (error " +
-                 std::to_string(status) + ").";
+      *problem =
+          "Cannot write the registry key " + key.path + " (error " + std::to_string(status) + ").";
       return false;
     }
   }
@@ -136,8 +136,8 @@ std::unique_ptr<RunEnvironment> RunEnvironment::Prepare(const EnvironmentOptions
   if (!options.confPath.empty() && !fs::is_regular_file(options.confPath, ec)) {
     return fail(kExitFileError, "Cannot open the configuration file " + options.confPath + ".");
   }
-  const fs::path temp = fs::temp_directory_path(ec) /
-                        ("vdsctl." + std::to_string(GetCurrentProcessId()));
+  const fs::path temp =
+      fs::temp_directory_path(ec) / ("vdsctl." + std::to_string(GetCurrentProcessId()));
   if (ec || !fs::create_directories(temp, ec)) {
     return fail(kExitFileError, "Cannot make a temporary folder.");
   }

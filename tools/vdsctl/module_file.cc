@@ -17,8 +17,6 @@ void* ModuleFileEntry(void* module, const char* name) { return dlsym(module, nam
 
 void CloseModuleFile(void* module) { dlclose(module); }
 
-bool ComClassFactory(const void* /*classId*/, void** /*factory*/, int32_t* /*hr*/) {
-  return false;
-}
+bool ComClassFactory(const void* /*classId*/, void** /*factory*/, int32_t* /*hr*/) { return false; }
 
 }  // namespace vdsctl

@@ -31,9 +31,8 @@ bool ComClassFactory(const void* classId, void** factory, int32_t* hr) {
     return true;
   }
   *factory = nullptr;
-  const HRESULT result = CoGetClassObject(*static_cast<const CLSID*>(classId),
-                                          CLSCTX_INPROC_SERVER, nullptr, IID_IClassFactory,
-                                          factory);
+  const HRESULT result = CoGetClassObject(*static_cast<const CLSID*>(classId), CLSCTX_INPROC_SERVER,
+                                          nullptr, IID_IClassFactory, factory);
   if (result == REGDB_E_CLASSNOTREG) return false;
   *hr = result;
   return true;

@@ -9,8 +9,8 @@
 #include "platform/vds_loader.h"
 #include "platform/winerror.h"
 #include "provider/provider.h"
-#include "tools/vdsctl/module_file.h"
 #include "tools/vdsctl/json.h"
+#include "tools/vdsctl/module_file.h"
 #include "tools/vdsctl/names.h"
 
 namespace vdsctl {
