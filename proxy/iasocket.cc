@@ -81,8 +81,8 @@ int exec_cmnd(const uint8_t* request, int requestLen, uint8_t* reply, int replyM
     }
   }
 
-  // A signal during the wait is not the time-out: the wait goes on for the time that is left, so
-  // that the reply is read and the stream stays in step.
+  // A signal during the wait is not the time-out (the socket layer waits on for the time that is
+  // left), so that the reply is read and the stream stays in step.
   const int ready = winsock::PollReadable(sock, ScaledReplyWaitMs(kReplyWaitMs));
   if (ready < 0) NoteSocketError();
   if (const int error = SocketLastError(); error != 0) {
