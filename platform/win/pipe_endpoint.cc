@@ -20,6 +20,7 @@ class NamedPipe : public PipeEndpoint {
   }
 
   uint32_t Connect() override {
+    if (Woken()) return kPipeAborted;
     DWORD ignored = 0;
     const uint32_t error = Complete(ConnectNamedPipe(m_pipe, Begin()), &ignored);
     // A client that came between the pipe's creation and this call is already connected.
@@ -27,6 +28,8 @@ class NamedPipe : public PipeEndpoint {
   }
 
   uint32_t Read(void* buffer, uint32_t size, uint32_t* got) override {
+    *got = 0;
+    if (Woken()) return kPipeAborted;
     DWORD count = 0;
     uint32_t error = Complete(ReadFile(m_pipe, buffer, size, nullptr, Begin()), &count);
     // The client has gone: the end of its stream, as a read of 0 bytes.
@@ -36,6 +39,8 @@ class NamedPipe : public PipeEndpoint {
   }
 
   uint32_t Write(const void* buffer, uint32_t size, uint32_t* written) override {
+    *written = 0;
+    if (Woken()) return kPipeAborted;
     DWORD count = 0;
     const uint32_t error = Complete(WriteFile(m_pipe, buffer, size, nullptr, Begin()), &count);
     *written = error == 0 ? count : 0;
@@ -54,6 +59,8 @@ class NamedPipe : public PipeEndpoint {
   uint32_t Wake() override { return SetEvent(m_wake) ? 0 : GetLastError(); }
 
  private:
+  bool Woken() const { return WaitForSingleObject(m_wake, 0) == WAIT_OBJECT_0; }
+
   OVERLAPPED* Begin() {
     m_overlapped = OVERLAPPED{};
     m_overlapped.hEvent = m_io;
@@ -73,7 +80,7 @@ class NamedPipe : public PipeEndpoint {
       }
     }
     if (!GetOverlappedResult(m_pipe, &m_overlapped, transferred, FALSE)) return GetLastError();
-    return WaitForSingleObject(m_wake, 0) == WAIT_OBJECT_0 ? kPipeAborted : 0;
+    return Woken() ? kPipeAborted : 0;
   }
 
   HANDLE m_pipe;        // the serving thread's
