@@ -104,6 +104,18 @@ int32_t ReportEventA(void* eventLog, uint16_t type, uint16_t category, uint32_t 
 }
 int32_t DeregisterEventSource(void* eventLog) { return ::DeregisterEventSource(eventLog); }
 
+void GetVersion(uint32_t* major, uint32_t* minor) {
+  OSVERSIONINFOW info{};
+  info.dwOSVersionInfoSize = sizeof info;
+  // Deprecated for its compatibility answers, which are what the provider is meant to see.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+  const BOOL known = ::GetVersionExW(&info);
+#pragma GCC diagnostic pop
+  if (!known) return;
+  *major = info.dwMajorVersion;
+  *minor = info.dwMinorVersion;
+}
 uint32_t GetCurrentProcessId() { return ::GetCurrentProcessId(); }
 uint32_t GetCurrentThreadId() { return ::GetCurrentThreadId(); }
 uint32_t GetSystemDirectoryA(char* buffer, uint32_t size) {

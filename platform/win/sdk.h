@@ -57,6 +57,8 @@ int32_t ReportEventA(void* eventLog, uint16_t type, uint16_t category, uint32_t 
                      void* rawData);
 int32_t DeregisterEventSource(void* eventLog);
 
+// GetVersionExW: the major and minor version; both left as they are when the call fails.
+void GetVersion(uint32_t* major, uint32_t* minor);
 uint32_t GetCurrentProcessId();
 uint32_t GetCurrentThreadId();
 uint32_t GetSystemDirectoryA(char* buffer, uint32_t size);
