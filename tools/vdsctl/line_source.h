@@ -35,6 +35,7 @@ class StreamLines : public LineSource {
   const bool prompt_;
 };
 
+#if !defined(_WIN32)
 // Standard input must be a terminal. One at a time.
 class TerminalLines : public LineSource {
  public:
@@ -68,6 +69,7 @@ class TerminalLines : public LineSource {
   bool end_ = false;
   std::string line_;
 };
+#endif
 
 }  // namespace vdsctl
 

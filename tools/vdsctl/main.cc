@@ -194,13 +194,11 @@ int Main(int argc, char** argv) {
     return kExitBadArguments;
   }
   // The registry that lists the providers is the user's, not a run's merged copy.
-  if (!args.environment.registryPath.empty()) {
-    std::error_code ec;
-    const std::string absolute =
-        std::filesystem::absolute(args.environment.registryPath, ec).string();
-    SetRegistryFile(absolute);
-    // A module registering itself writes through its own registry, which reads this.
-    setenv("VELA_REGISTRY", absolute.c_str(), 1);
+  if (std::string problem; !args.environment.registryPath.empty() &&
+                           !UseRegistryFile(args.environment.registryPath, &problem)) {
+    Output output(args.json, true, std::cout, std::cerr);
+    output.Problem(problem);
+    return kExitBadArguments;
   }
   if (registerCommand->parsed() || unregisterCommand->parsed() || providersCommand->parsed()) {
     ResultStream results;

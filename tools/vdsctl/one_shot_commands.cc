@@ -138,9 +138,11 @@ void AddShellCommand(CLI::App* app, CommandTable* table) {
         std::istringstream lines(text);
         code = shell.Run(lines, false);
       }
+#if !defined(_WIN32)
     } else if (context.terminal >= 0) {
       TerminalLines lines(context.terminal, output, TerminalLines::DefaultHistoryFile());
       code = shell.Run(lines, true);
+#endif
     } else {
       code = shell.Run(std::cin, context.interactive);
     }
