@@ -74,7 +74,6 @@ HRESULT CLun::SetStatus(VDS_LUN_STATUS) {
 
 // The changing methods, the hints and the identification data come with the provisioning and
 // identification work; until then they refuse.
-HRESULT CLun::GetIdentificationData(VDS_LUN_INFORMATION*) { return E_NOTIMPL; }
 HRESULT CLun::QueryActiveControllers(IEnumVdsObject**) { return E_NOTIMPL; }
 HRESULT CLun::Extend(ULONGLONG, VDS_OBJECT_ID*, LONG, IVdsAsync**) { return E_NOTIMPL; }
 HRESULT CLun::Shrink(ULONGLONG, IVdsAsync**) { return E_NOTIMPL; }

@@ -199,9 +199,8 @@ HRESULT CProvider::QueryStoragePools(DWORD /*dwFlags*/, ULONGLONG /*ullRemaining
   return hr;
 }
 
-// The storage-pool creation, the host LUN lookup and the HBA path states belong to the
-// provisioning, device identification and multipath work; until those land they answer
-// E_NOTIMPL.
+// The storage-pool creation and the HBA path states belong to the provisioning and multipath
+// work; until those land they answer E_NOTIMPL.
 HRESULT CProvider::CreateLunInStoragePool(VDS_LUN_TYPE, ULONGLONG, VDS_OBJECT_ID, LPWSTR,
                                           VDS_HINTS2*, IVdsAsync**) {
   return E_NOTIMPL;
@@ -209,10 +208,6 @@ HRESULT CProvider::CreateLunInStoragePool(VDS_LUN_TYPE, ULONGLONG, VDS_OBJECT_ID
 
 HRESULT CProvider::QueryMaxLunCreateSizeInStoragePool(VDS_LUN_TYPE, VDS_OBJECT_ID, VDS_HINTS2*,
                                                       ULONGLONG*) {
-  return E_NOTIMPL;
-}
-
-HRESULT CProvider::QueryIfCreatedLun(LPWSTR, VDS_LUN_INFORMATION*, VDS_OBJECT_ID*) {
   return E_NOTIMPL;
 }
 
