@@ -37,8 +37,13 @@ bool ReadAddress(const json& value, ScsiAddress* address) {
   if (!value.is_array() || value.size() != 4) return false;
   uint32_t parts[4];
   for (size_t i = 0; i < 4; ++i) {
-    if (!value[i].is_number_unsigned() || value[i].get<uint64_t>() > UINT32_MAX) return false;
-    parts[i] = value[i].get<uint32_t>();
+    if (!value[i].is_number_integer()) return false;
+    if (value[i].is_number_unsigned()
+            ? value[i].get<uint64_t>() > UINT32_MAX
+            : value[i].get<int64_t>() < 0 || value[i].get<int64_t>() > int64_t{UINT32_MAX}) {
+      return false;
+    }
+    parts[i] = static_cast<uint32_t>(value[i].get<uint64_t>());
   }
   *address = {parts[0], parts[1], parts[2], parts[3]};
   return true;

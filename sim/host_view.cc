@@ -236,7 +236,8 @@ json BuildHostView(const Model& model, const std::vector<Wwn>& hostWwns, const j
                         {"Reserved", 0},
                         {"DSM_Paths", v1Paths}}}});
         operations.push_back({{"InstanceName", instance}});
-        devices.push_back(LunDeviceJson(subsystem, vdisk, partition, disk + 1, devicePath, previous));
+        devices.push_back(
+            LunDeviceJson(subsystem, vdisk, partition, disk + 1, devicePath, previous));
         ++disk;
       }
     }
