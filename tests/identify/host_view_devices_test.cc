@@ -161,3 +161,64 @@ TEST(DiskLayout, MbrSignatureThroughBlkid) {
   EXPECT_FALSE(ReadDiskLayoutFile(blank, &layout));
   EXPECT_FALSE(ReadDiskLayoutFile(dir.File("missing.img"), &layout));
 }
+
+namespace {
+
+uint32_t Crc32(const uint8_t* data, size_t size) {
+  uint32_t crc = 0xffffffffu;
+  for (size_t i = 0; i < size; ++i) {
+    crc ^= data[i];
+    for (int bit = 0; bit < 8; ++bit) crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1)));
+  }
+  return ~crc;
+}
+
+void PutLe(uint64_t value, int bytes, uint8_t* at) {
+  for (int i = 0; i < bytes; ++i) at[i] = static_cast<uint8_t>(value >> (8 * i));
+}
+
+}  // namespace
+
+TEST(DiskLayout, GptDiskIdThroughBlkid) {
+  constexpr uint64_t kSectors = 2048;
+  std::vector<uint8_t> image(kSectors * 512, 0);
+  // Protective MBR: one entry of type 0xEE over the disk.
+  uint8_t* pmbr = image.data() + 446;
+  pmbr[4] = 0xee;
+  PutLe(1, 4, pmbr + 8);
+  PutLe(kSectors - 1, 4, pmbr + 12);
+  image[510] = 0x55;
+  image[511] = 0xaa;
+  // One partition entry (a Linux data partition) so that the table is not empty.
+  uint8_t* entries = image.data() + 2 * 512;
+  GUID type{0x0FC63DAF, 0x8483, 0x4772, {0x8E, 0x79, 0x3D, 0x69, 0xD8, 0x47, 0x7D, 0xE4}};
+  std::memcpy(entries, &type, 16);
+  entries[16] = 1;
+  PutLe(40, 8, entries + 32);
+  PutLe(100, 8, entries + 40);
+  uint8_t* header = image.data() + 512;
+  std::memcpy(header, "EFI PART", 8);
+  PutLe(0x00010000, 4, header + 8);
+  PutLe(92, 4, header + 12);
+  PutLe(1, 8, header + 24);
+  PutLe(kSectors - 1, 8, header + 32);
+  PutLe(34, 8, header + 40);
+  PutLe(kSectors - 34, 8, header + 48);
+  const GUID diskId{0x6D3E9A41, 0x0C7B, 0x4E52, {0xA1, 0xF6, 0x2B, 0x9C, 0x7E, 0x5D, 0x4A, 0x10}};
+  std::memcpy(header + 56, &diskId, 16);
+  PutLe(2, 8, header + 72);
+  PutLe(128, 4, header + 80);
+  PutLe(128, 4, header + 84);
+  PutLe(Crc32(entries, 128 * 128), 4, header + 88);
+  PutLe(Crc32(header, 92), 4, header + 16);
+  TempDir dir;
+  const std::string path = dir.File("gpt.img");
+  std::FILE* file = std::fopen(path.c_str(), "wb");
+  ASSERT_NE(file, nullptr);
+  std::fwrite(image.data(), 1, image.size(), file);
+  std::fclose(file);
+  DiskLayout layout;
+  ASSERT_TRUE(ReadDiskLayoutFile(path, &layout));
+  EXPECT_TRUE(layout.gpt);
+  EXPECT_EQ(layout.diskId, diskId);
+}
