@@ -131,7 +131,6 @@ void ScsiCmd::OpenScsiDevice(const char* name) {
       scsiLun = address.lun;
     }
   }
-  m_isOpen = m_handle != nullptr;
 }
 
 void ScsiCmd::SetCdb(const uint8_t* cdb) {

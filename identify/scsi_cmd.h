@@ -71,8 +71,7 @@ class ScsiCmd {
   void OpenScsiDevice(const char* name);
   void Trace(bool sent) const;
 
-  std::unique_ptr<ScsiDeviceNode> m_handle;  // null when none
-  bool m_isOpen = false;
+  std::unique_ptr<ScsiDeviceNode> m_handle;  // null when none; this object opened it
   bool m_dataIn = false;
   uint32_t m_timeout = kDefaultTimeout;
   uint8_t m_cdb[16] = {};
