@@ -10,6 +10,7 @@
 
 #include "platform/host_view.h"
 #include "platform/scsi_device.h"
+#include "tests/multipath/host_view_support.h"
 #include "tests/platform/temp_dir.h"
 
 namespace {
@@ -156,6 +157,27 @@ TEST(DiskLayout, MbrSignatureThroughBlkid) {
   ASSERT_TRUE(ReadDiskLayoutFile(path, &layout));
   EXPECT_FALSE(layout.gpt);
   EXPECT_EQ(layout.signature, 0x12345678u);
+
+  // Without a view the image opens as a Linux node: its label reads, but it is no SCSI device.
+  ScopedEnv noView("VELA_HOST_VIEW", "");
+  std::unique_ptr<ScsiDeviceNode> node = OpenScsiDeviceNode(path);
+  ASSERT_NE(node, nullptr);
+  DiskLayout viaNode;
+  ASSERT_TRUE(node->GetDiskLayout(&viaNode));
+  EXPECT_EQ(viaNode.signature, 0x12345678u);
+  ScsiAddress address;
+  EXPECT_FALSE(node->GetAddress(&address));
+  uint8_t buffer[36];
+  const uint8_t cdb[6] = {0x12, 0, 0, 0, sizeof(buffer), 0};
+  ScsiPassThroughRequest request;
+  request.cdb = cdb;
+  request.cdbLength = 6;
+  request.dataIn = true;
+  request.buffer = buffer;
+  request.bufferLength = sizeof(buffer);
+  ScsiPassThroughResult result;
+  EXPECT_FALSE(node->PassThrough(request, &result));
+  EXPECT_EQ(OpenScsiDeviceNode(dir.File("missing.img")), nullptr);
 
   const std::string blank = dir.Write("blank.img", std::string(65536, '\0'));
   EXPECT_FALSE(ReadDiskLayoutFile(blank, &layout));
