@@ -116,6 +116,8 @@ TEST_F(CliIdentify, IdentifyDeviceSaysWhichLunOrThatItIsNotOurs) {
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_NE(result.err.find("can't be opened"), std::string::npos) << Describe(result);
   EXPECT_EQ(Run({"identify", "disk", "x"}).exitCode, 2);
+  EXPECT_EQ(Run({"list", "disks", "--subsystem", "0"}).exitCode, 2);
+  EXPECT_EQ(Run({"list", "disks", "extra"}).exitCode, 2);
 }
 
 TEST_F(CliIdentify, DetailLunCarriesItsIdentificationData) {

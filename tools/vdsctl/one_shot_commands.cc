@@ -60,8 +60,11 @@ void AddListCommand(CLI::App* app, CommandTable* table) {
   table->Add(command, [args](CommandContext& context) {
     if (IsPathsWord(args->kind))
       return RunMultipathWords(context, "paths", args->words, args->subsystem);
-    if (IsDisksWord(args->kind) && args->words.empty() && args->subsystem.empty())
-      return RunListDisks(context);
+    if (IsDisksWord(args->kind)) {
+      if (args->words.empty() && args->subsystem.empty()) return RunListDisks(context);
+      context.output->Problem("Usage: vdsctl list disks");
+      return kExitBadArguments;
+    }
     if (!args->words.empty()) {
       context.output->Problem("Usage: vdsctl list " + args->kind + " [--subsystem N]");
       return kExitBadArguments;
