@@ -133,7 +133,8 @@ TEST_F(CliIdentify, DetailLunCarriesItsIdentificationData) {
   EXPECT_EQ(naa["codeSet"], 1);
   EXPECT_EQ(naa["hex"].get<std::string>().size(), 32u);
   // The disk that list disks names for this LUN has the same serial.
-  for (const json& disk : RunJson({"list", "disks"})["disks"]) {
+  const json disks = RunJson({"list", "disks"});
+  for (const json& disk : disks["disks"]) {
     if (disk["lun"] == lun["id"]) {
       EXPECT_EQ(disk["serial"], info["m_szSerialNumber"]);
     }
