@@ -10,6 +10,7 @@
 #include "objects/lun.h"
 #include "objects/subsystem.h"
 #include "platform/clock.h"
+#include "provider/provider.h"
 #include "proxy/tidegate.h"
 
 namespace {
@@ -114,29 +115,48 @@ HRESULT CVdsAsyncObject::Wait(HRESULT* pHrResult, VDS_ASYNC_OUTPUT* pAsyncOut) {
 
 HRESULT CVdsAsyncObject::FinishExpansion() {
   const DWORD handle = m_pController != nullptr ? m_pController->Handle() : 0;
-  for (int counter = kExpandRounds; counter-- > 0;) {
-    DebugPrintf("CVdsAsyncObject::Wait() retry expand part %d\n", counter);
-    Sleep(kExpandRetryMs);
-    // The controllers take the request with and without the vdisk serial; rounds alternate.
-    if (counter % 2 != 0) {
-      std::memcpy(m_expandRequest.vdiskSerial, m_pExpandLun->ArraySn(),
-                  sizeof(m_expandRequest.vdiskSerial));
-    } else {
-      std::memset(m_expandRequest.vdiskSerial, 0, sizeof(m_expandRequest.vdiskSerial));
-    }
-    const bool ok = Tidegate::expand_part(handle, m_expandRequest) == 0;
-    if (counter > 0) {
-      if (ok) break;
-      continue;
-    }
-    // The last round reads the other way round, as CLun::Extend does.
-    if (ok) {
-      LogErrorEvent(gettext(kTextExpansionFailed));
-      return VDS_E_INTERNAL_ERROR;
-    }
+  // A refresh may run Initialize on the LUN meanwhile: the serial is read under the lock.
+  uint8_t arraySn[32];
+  {
+    MutexGuard guard(hNotificationMutex, "CVdsAsyncObject::Wait");
+    std::memcpy(arraySn, m_pExpandLun->ArraySn(), sizeof(arraySn));
   }
-  m_pExpandLun->SetSize(m_expandRequest.blockCount << 9);
+  if (!ExpandPartRounds("CVdsAsyncObject::Wait() ", handle, arraySn, &m_expandRequest)) {
+    return VDS_E_INTERNAL_ERROR;
+  }
+  // Done: a second Wait reports at once instead of growing the partition again.
+  m_waitForUtility = false;
+  {
+    MutexGuard guard(hNotificationMutex, "CVdsAsyncObject::Wait");
+    m_pExpandLun->SetSize(m_expandRequest.blockCount << 9);
+  }
   DebugPrintf("CVdsAsyncObject::Wait(), after we expande size requestToAddSize = 0x%I64x\n",
               m_expandRequest.blockCount << 9);
   return S_OK;
+}
+
+bool ExpandPartRounds(const char* logPrefix, DWORD handle, const uint8_t* arraySn,
+                      expandPart* request) {
+  for (int counter = kExpandRounds; counter-- > 0;) {
+    DebugPrintf("%sretry expand part %d\n", logPrefix, counter);
+    Sleep(kExpandRetryMs);
+    // The controllers take the request with and without the vdisk serial; rounds alternate.
+    if (counter % 2 != 0) {
+      std::memcpy(request->vdiskSerial, arraySn, sizeof(request->vdiskSerial));
+    } else {
+      std::memset(request->vdiskSerial, 0, sizeof(request->vdiskSerial));
+    }
+    const bool ok = Tidegate::expand_part(handle, *request) == 0;
+    if (counter > 0) {
+      if (ok) return true;
+      continue;
+    }
+    // The last round reads the other way round: a refusal there means the partition has its
+    // size already, an acceptance that the earlier rounds went wrong.
+    if (ok) {
+      LogErrorEvent(gettext(kTextExpansionFailed));
+      return false;
+    }
+  }
+  return true;
 }

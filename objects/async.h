@@ -8,6 +8,8 @@
 #ifndef VELA_OBJECTS_ASYNC_H_
 #define VELA_OBJECTS_ASYNC_H_
 
+#include <atomic>
+
 #include "platform/com.h"
 #include "platform/handle.h"
 #include "platform/vds.h"
@@ -49,8 +51,8 @@ class CVdsAsyncObject : public ComObject<IVdsAsync> {
   CSubSystem* m_pSubSystem = nullptr;    // one reference
   CController* m_pController = nullptr;  // one reference
   expandPart m_expandRequest{};
-  bool m_waitForUtility = false;
-  CLun* m_pExpandLun = nullptr;  // not owned
+  std::atomic<bool> m_waitForUtility{false};  // Wait and QueryStatus may run on two threads
+  CLun* m_pExpandLun = nullptr;               // not owned
 };
 
 class CAsync {
@@ -60,5 +62,13 @@ class CAsync {
   static void Initialize(CVdsAsyncObject* async, CSubSystem* subSystem, CController* controller,
                          VDS_ASYNC_OUTPUT_TYPE vdsType);
 };
+
+// The rounds that grow a partition once its vdisk has the room: up to 20 expand_part requests,
+// 3 s apart, the vdisk serial filled in on odd rounds and cleared on even ones. True when the
+// partition counts as grown (a success before the last round, or a refusal in it); a success in
+// the last round is reported to the event log as a failed expansion and gives false. Takes no
+// lock; the command locks the session for itself.
+bool ExpandPartRounds(const char* logPrefix, DWORD handle, const uint8_t* arraySn,
+                      expandPart* request);
 
 #endif  // VELA_OBJECTS_ASYNC_H_

@@ -112,6 +112,7 @@ void CLun::Initialize(const VDS_OBJECT_ID* id, CProvider* pProvider, CSubSystem*
   m_stripeSize = vdisk.stripeSizeKB << 10;
   DebugPrintf("CLun::Initialize: m_stripeSize = %d\n", m_stripeSize);
   m_driveType = vdisk.driveType;
+  m_minDriveSize = static_cast<ULONGLONG>(vdisk.chunkBlocks) << 9;
 
   MakePlex(false);
   // A mirror whose one half is whole has lost its redundancy rather than being about to.

@@ -12,12 +12,15 @@
 #include "platform/vds.h"
 #include "provider/vds_base.h"
 #include "provisioning/drive_select.h"
+#include "provisioning/sizes.h"
 #include "proxy/records.h"
 
 class CProvider;
 class CSubSystem;
 class CController;
+class ControllerDataCache;
 struct LunPathRecord;
+struct LunHintFacts;
 
 class CLun
     : public ComObject<IVdsLun, IVdsLun2, IVdsLunNaming, IVdsLunMpio, IVdsLunControllerPorts>,
@@ -85,6 +88,17 @@ class CLun
                                    LONG lNumberOfInactiveControllerPorts) override;
   HRESULT QueryActiveControllerPorts(IEnumVdsObject** ppEnum) override;
 
+  // The room for another LUN in this LUN's vdisk (the named drives must be exactly its members),
+  // reading the controller through `cache`. The caller holds hNotificationMutex.
+  HRESULT QueryMaxLunSizeCanBeCreate(const VDS_OBJECT_ID* pDriveIdArray, LONG lNumberOfDrives,
+                                     ULONGLONG* pullMaxBytes,
+                                     const std::vector<DriveCandidate>& drives,
+                                     ControllerDataCache* cache);
+  // What the size and extension decisions read of this LUN.
+  LunFacts Facts() const;
+  // After an expansion added drives to the vdisk.
+  void SetNumDrives(int32_t numDrives) { m_numDrives = numDrives; }
+
   // True when status and health allow a change (callers answer VDS_E_OBJECT_STATUS_FAILED).
   bool CanOperate() const;
   // The share of the LUN on one member drive; 0 for a snapshot.
@@ -131,6 +145,13 @@ class CLun
                                  ULONG ulStripeSize, DriveLists* lists, const VDS_HINTS* pHints,
                                  array* newArray, partition* newPart);
   void DeleteDummyLun(const array& vdisk);
+  // abort_utility and delete_array for this LUN's vdisk; its members read free at once.
+  HRESULT DeleteVdisk(DWORD handle);
+  // What the hints report; asks the controller for dependants of a snap pool or master volume.
+  LunHintFacts HintFacts() const;
+  // The two directions of ApplyHints' conversion, after the checks that need nothing fetched.
+  HRESULT ConvertToStandard(DWORD handle);
+  HRESULT ConvertToMaster(DWORD handle);
   void MarkMemberDrives(const controllerData& data);
   HRESULT SetMaskLocked(const std::string& wanted);
   // Unit numbers in use on a controller (all hosts, or the ones one host sees); false when the
@@ -169,8 +190,9 @@ class CLun
   uint8_t m_utility = 0;
   uint8_t m_partType = 0;
   bool m_isDummyVolume = false;
-  uint64_t m_wmiUpdate = 0;  // guarded by hRefreshMutex
+  uint64_t m_wmiUpdate = 0;       // guarded by hRefreshMutex
   uint8_t m_SpecialRaidType = 0;  // the level CreateLun decided
+  ULONGLONG m_minDriveSize = 0;   // bytes of the vdisk's smallest member
 };
 
 #endif  // VELA_OBJECTS_LUN_H_

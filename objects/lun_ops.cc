@@ -75,16 +75,4 @@ HRESULT CLun::SetStatus(VDS_LUN_STATUS) {
 // The changing methods, the hints and the identification data come with the provisioning and
 // identification work; until then they refuse.
 HRESULT CLun::QueryActiveControllers(IEnumVdsObject**) { return E_NOTIMPL; }
-HRESULT CLun::Extend(ULONGLONG, VDS_OBJECT_ID*, LONG, IVdsAsync**) { return E_NOTIMPL; }
-HRESULT CLun::Shrink(ULONGLONG, IVdsAsync**) { return E_NOTIMPL; }
-HRESULT CLun::Delete() { return E_NOTIMPL; }
-HRESULT CLun::QueryHints(VDS_HINTS*) { return E_NOTIMPL; }
-HRESULT CLun::ApplyHints(VDS_HINTS*) { return E_NOTIMPL; }
-HRESULT CLun::QueryMaxLunExtendSize(VDS_OBJECT_ID*, LONG, ULONGLONG*) { return E_NOTIMPL; }
-HRESULT CLun::QueryHints2(VDS_HINTS2*) { return E_NOTIMPL; }
-HRESULT CLun::ApplyHints2(VDS_HINTS2*) { return E_NOTIMPL; }
-HRESULT CLun::SetFriendlyName(LPWSTR) { return E_NOTIMPL; }
-HRESULT CLun::AssociateControllerPorts(VDS_OBJECT_ID*, LONG, VDS_OBJECT_ID*, LONG) {
-  return E_NOTIMPL;
-}
 HRESULT CLun::QueryActiveControllerPorts(IEnumVdsObject**) { return E_NOTIMPL; }

@@ -16,6 +16,7 @@
 #include "platform/com.h"
 #include "platform/vds.h"
 #include "provider/vds_base.h"
+#include "provisioning/delete.h"
 #include "provisioning/drive_select.h"
 #include "proxy/records.h"
 
@@ -23,6 +24,7 @@ class CProvider;
 class CController;
 class CDrive;
 class CLun;
+class ControllerDataCache;
 
 class CSubSystem : public ComObject<IVdsSubSystem, IVdsSubSystem2, IVdsSubSystemNaming>,
                    public CVdsBase {
@@ -93,6 +95,9 @@ class CSubSystem : public ComObject<IVdsSubSystem, IVdsSubSystem2, IVdsSubSystem
   // A drive of m_mapDrives by enclosure and slot, without a reference; null when none.
   CDrive* FindDrive(SHORT sBusNumber, SHORT sSlotNumber) const;
 
+  // Partitions of offline vdisks whose deletion was asked for (CLun::Delete).
+  DeleteMarks& Marks() { return m_deleteMarks; }
+
   bool SupportRaid6() const { return m_SupportRaid6; }
   bool SupportULP() const { return b_SupportULP; }
   uint8_t HostPortType() const { return m_hostPortType; }
@@ -124,6 +129,12 @@ class CSubSystem : public ComObject<IVdsSubSystem, IVdsSubSystem2, IVdsSubSystem
   HRESULT CreateLunLocked(VDS_LUN_TYPE type, ULONGLONG ullSizeInBytes, VDS_OBJECT_ID* pDriveIdArray,
                           LONG lNumberOfDrives, LPWSTR pwszUnmaskingList, VDS_HINTS* pHints,
                           IVdsAsync** ppAsync);
+  // The largest room for a new LUN of `type` in a vdisk that holds a LUN of that type (with drives
+  // named: the vdisk of the first of them), to 1 MiB; 0 when none has room.
+  ULONGLONG QueryMaxLunInExistingVdisks(VDS_LUN_TYPE type, const VDS_OBJECT_ID* pDriveIdArray,
+                                        LONG lNumberOfDrives,
+                                        const std::vector<DriveCandidate>& drives,
+                                        ControllerDataCache* cache);
   void AddDriveTypePool(uint8_t driveClass);
   void MakeDriveTypePools();
   void ReadAllowedDriveType();
@@ -154,6 +165,7 @@ class CSubSystem : public ComObject<IVdsSubSystem, IVdsSubSystem2, IVdsSubSystem
   VDS_HINTS m_hints{};
   uint32_t m_enclosureCount = 0;
   uint16_t m_enclosureDrives = 0;
+  DeleteMarks m_deleteMarks;  // survives a refresh, like the last events
 };
 
 // "Sub <UniqueSN> <UniqueSN>": the name that finds a subsystem again at a refresh.

@@ -26,23 +26,6 @@ std::vector<std::pair<GUID, VDS_OBJECT>> InListOrder(const VdsObjectMap& map) {
   return entries;
 }
 
-void LogHints(const VDS_HINTS& hints) {
-  DebugPrintf(
-      "VDS_HINTS: ullHintMask = 0x%I64x, ullExpectedMaximumSize = 0x%I64x, "
-      "ulOptimalReadSize = %d, ulOptimalReadAlignment = %d, ulOptimalWriteSize = %d, "
-      "ulOptimalWriteAlignment = %d, ulMaximumDriveCount = %d, ulStripeSize = %d, "
-      "bFastCrashRecoveryRequired = %d, bMostlyReads = %d, bOptimizeForSequentialReads = %d, "
-      "bOptimizeForSequentialWrites = %d, bRemapEnabled = %d, bReadBackVerifyEnabled = %d, "
-      "bWriteThroughCachingEnabled = %d, bHardwareChecksumEnabled = %d, bIsYankable = %d, "
-      "sRebuildPriority = %d\n",
-      hints.ullHintMask, hints.ullExpectedMaximumSize, hints.ulOptimalReadSize,
-      hints.ulOptimalReadAlignment, hints.ulOptimalWriteSize, hints.ulOptimalWriteAlignment,
-      hints.ulMaximumDriveCount, hints.ulStripeSize, hints.bFastCrashRecoveryRequired,
-      hints.bMostlyReads, hints.bOptimizeForSequentialReads, hints.bOptimizeForSequentialWrites,
-      hints.bRemapEnabled, hints.bReadBackVerifyEnabled, hints.bWriteThroughCachingEnabled,
-      hints.bHardwareChecksumEnabled, hints.bIsYankable, hints.sRebuildPriority);
-}
-
 }  // namespace
 
 std::vector<DriveCandidate> CSubSystem::DriveCandidates() const {

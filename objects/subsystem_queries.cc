@@ -8,6 +8,7 @@
 #include "objects/subsystem.h"
 #include "platform/strings.h"
 #include "provider/provider.h"
+#include "provisioning/hints.h"
 #include "proxy/tidegate.h"
 
 namespace {
@@ -169,7 +170,8 @@ HRESULT CSubSystem::SetFriendlyName(LPWSTR pwszFriendlyName) {
       if (PropText(other->Prop().pwszFriendlyName) == name) return VDS_E_NAME_NOT_UNIQUE;
     }
   }
-  const std::string narrow = Utf16ToUtf8(name);
+  // Whole characters only: a cut inside one would leave the controller an invalid name.
+  const std::string narrow = NarrowName(name, sizeof(advNetInterface{}.systemName));
   bool sent = false;
   for (DWORD handle : {m_record.controllerA, m_record.controllerB}) {
     if (handle == 0) continue;
@@ -201,15 +203,4 @@ HRESULT CSubSystem::ReplaceDrive(VDS_OBJECT_ID, VDS_OBJECT_ID) { return VDS_E_NO
 HRESULT CSubSystem::SetStatus(VDS_SUB_SYSTEM_STATUS status) {
   DebugPrintf("SetStatus %d\n", status);
   return VDS_E_NOT_SUPPORTED;
-}
-
-// LUN sizing comes with the provisioning work; until then it refuses.
-HRESULT CSubSystem::QueryMaxLunCreateSize(VDS_LUN_TYPE, VDS_OBJECT_ID*, LONG, VDS_HINTS*,
-                                          ULONGLONG*) {
-  return E_NOTIMPL;
-}
-
-HRESULT CSubSystem::QueryMaxLunCreateSize2(VDS_LUN_TYPE, VDS_OBJECT_ID*, LONG, VDS_HINTS2*,
-                                           ULONGLONG*) {
-  return E_NOTIMPL;
 }

@@ -103,6 +103,6 @@ timeval ScaledTimeval(long sec, long usec) {
   auto whole = static_cast<long long>(realUs);
   timeval tv;
   tv.tv_sec = static_cast<time_t>(whole / 1000000);
-  tv.tv_usec = static_cast<suseconds_t>(whole % 1000000);
+  tv.tv_usec = static_cast<decltype(tv.tv_usec)>(whole % 1000000);
   return tv;
 }

@@ -1,7 +1,5 @@
 #include "platform/com.h"
 
-#include <cstdlib>
-
 namespace {
 std::atomic<LONG> g_moduleLocks{0};
 }  // namespace
@@ -11,7 +9,3 @@ void ModuleLock() { g_moduleLocks.fetch_add(1, std::memory_order_relaxed); }
 void ModuleUnlock() { g_moduleLocks.fetch_sub(1, std::memory_order_relaxed); }
 
 LONG ModuleLockCount() { return g_moduleLocks.load(std::memory_order_relaxed); }
-
-void* CoTaskMemAlloc(SIZE_T size) { return std::malloc(size == 0 ? 1 : size); }
-
-void CoTaskMemFree(void* block) { std::free(block); }

@@ -14,9 +14,6 @@
 
 namespace {
 
-std::mutex g_problemMutex;
-std::string g_problem;  // guarded by g_problemMutex
-
 using nlohmann::json;
 
 constexpr char kNamespace[] = "ROOT\\WMI";
@@ -211,16 +208,6 @@ std::string HostViewPath() {
   return path == nullptr ? std::string() : std::string(path);
 }
 
-std::string HostViewProblem() {
-  std::lock_guard<std::mutex> lock(g_problemMutex);
-  return g_problem;
-}
-
-void SetHostViewProblem(const std::string& problem) {
-  std::lock_guard<std::mutex> lock(g_problemMutex);
-  g_problem = problem;
-}
-
 namespace {
 
 // The last view read, kept while its file stays the same one: a provider reads the view at every
@@ -333,17 +320,4 @@ HRESULT ApplyHostViewMethod(const std::string& path, const std::string& classNam
   }
   Journal(path, className, instance, method, in, hr);
   return hr;
-}
-
-bool ParseDecimalU64(const std::string& text, uint64_t* value) {
-  if (text.empty() || text.size() > 20) return false;
-  uint64_t result = 0;
-  for (char c : text) {
-    if (c < '0' || c > '9') return false;
-    uint64_t digit = static_cast<uint64_t>(c - '0');
-    if (result > (UINT64_MAX - digit) / 10) return false;
-    result = result * 10 + digit;
-  }
-  *value = result;
-  return true;
 }

@@ -49,8 +49,15 @@ struct VARIANT {
     BSTR bstrVal;
     IUnknown* punkVal;
     SAFEARRAY* parray;
+    // Not kept here; it gives the union the system's size, so that a VARIANT filled by the
+    // system's WMI fits.
+    struct {
+      void* pvRecord;
+      void* pRecInfo;
+    } brecVal;
   };
 };
+static_assert(sizeof(VARIANT) == 8 + 2 * sizeof(void*), "VARIANT must keep the system's size");
 
 // A string of `text`'s length (0 for null) with a length prefix; null when out of memory.
 BSTR SysAllocString(const WCHAR* text);

@@ -24,6 +24,7 @@ std::list<Version> g_versions;
 
 Version FromEnvironment() {
   Version version;
+  SystemOsVersion(&version.major, &version.minor);
   const char* text = std::getenv("VELA_OS_VERSION");
   unsigned major = 0, minor = 0;
   char extra = 0;

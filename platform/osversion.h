@@ -1,5 +1,5 @@
-// The OS version the logic sees: Windows Server 2012 (6.2) unless VELA_OS_VERSION=major.minor
-// says otherwise, read once. The gates are derived from it:
+// The OS version the logic sees: the system's (on POSIX, Windows Server 2012, 6.2) unless
+// VELA_OS_VERSION=major.minor says otherwise, read once. The gates are derived from it:
 //   win2008  major above 5
 //   win7     major exactly 6 and minor not 0
 //   win8     major exactly 6 and minor above 1
@@ -19,6 +19,9 @@ struct OSVERSIONINFOW {
 
 // FALSE when `info` is null or its dwOSVersionInfoSize is not sizeof(OSVERSIONINFOW).
 BOOL GetVersionExW(OSVERSIONINFOW* info);
+
+// The system's version, as its GetVersionExW reports it to this program; 6.2 on POSIX.
+void SystemOsVersion(DWORD* major, DWORD* minor);
 
 struct OsGates {
   bool win2008;

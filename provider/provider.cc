@@ -199,18 +199,6 @@ HRESULT CProvider::QueryStoragePools(DWORD /*dwFlags*/, ULONGLONG /*ullRemaining
   return hr;
 }
 
-// The storage-pool creation and the HBA path states belong to the provisioning and multipath
-// work; until those land they answer E_NOTIMPL.
-HRESULT CProvider::CreateLunInStoragePool(VDS_LUN_TYPE, ULONGLONG, VDS_OBJECT_ID, LPWSTR,
-                                          VDS_HINTS2*, IVdsAsync**) {
-  return E_NOTIMPL;
-}
-
-HRESULT CProvider::QueryMaxLunCreateSizeInStoragePool(VDS_LUN_TYPE, VDS_OBJECT_ID, VDS_HINTS2*,
-                                                      ULONGLONG*) {
-  return E_NOTIMPL;
-}
-
 HRESULT CProvider::SetAllPathStatusesFromHbaPort(VDS_HBAPORT_PROP hbaPortProp,
                                                  VDS_PATH_STATUS status) {
   // The graph lock first, as GetPathInfo takes both in that order.

@@ -57,6 +57,9 @@ HRESULT CheckNamedDrives(const std::vector<DriveCandidate>& drives, const VDS_OB
 // booleans copied, the bus type and reserved fields dropped.
 VDS_HINTS HintsFromHints2(const VDS_HINTS2& hints2);
 
+// Writes every field of the hints to the debug log, one line.
+void LogHints(const VDS_HINTS& hints);
+
 // ---- A new vdisk ----
 
 // How many of the chosen drives a new vdisk takes, with the type the request turns into.

@@ -1,14 +1,5 @@
 #include "proxy/iasocket.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <chrono>
 #include <cstring>
 
 #include "diag/debug_log.h"
@@ -17,7 +8,7 @@
 #include "platform/mutex.h"
 #include "proxy/frame.h"
 
-std::atomic<int> g_proxySocket{-1};
+std::atomic<winsock::SOCKET> g_proxySocket{winsock::INVALID_SOCKET};
 std::atomic<uint32_t> g_frameCounter{0};
 std::atomic<uint32_t> g_sessionKey{0};
 std::atomic<int> g_proxyErrorCell{0};
@@ -33,26 +24,7 @@ constexpr uint64_t kReplyWaitMs = 600 * 1000;
 // Like the per-thread error of the socket layer, it keeps its value across successful calls.
 thread_local int t_socketError = 0;
 
-void NoteSocketError() { t_socketError = errno; }
-
-// Waits for the reply's first bytes. A signal that interrupts the wait is not the time-out: the
-// wait goes on for the time that is left, so that the reply is read and the stream stays in
-// step.
-void WaitForReply(pollfd* readable) {
-  using std::chrono::steady_clock;
-  int waitMs = ScaledReplyWaitMs(kReplyWaitMs);
-  const auto deadline = steady_clock::now() + std::chrono::milliseconds(waitMs);
-  for (;;) {
-    readable->revents = 0;
-    if (poll(readable, 1, waitMs) >= 0) return;
-    if (errno != EINTR) {
-      NoteSocketError();
-      return;
-    }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now());
-    waitMs = static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
-  }
-}
+void NoteSocketError() { t_socketError = winsock::WSAGetLastError(); }
 
 }  // namespace
 
@@ -93,12 +65,11 @@ int build_header(uint8_t* buffer, uint32_t dataType, uint32_t opCode) {
 }
 
 int exec_cmnd(const uint8_t* request, int requestLen, uint8_t* reply, int replyMax) {
-  const int sock = g_proxySocket.load();
-  // MSG_NOSIGNAL: a peer that has gone must give an error here, not end the process.
-  ssize_t sent = send(sock, request, static_cast<size_t>(requestLen), MSG_NOSIGNAL);
+  const winsock::SOCKET sock = g_proxySocket.load();
+  int sent = winsock::send(sock, request, requestLen);
   if (sent <= 0) {
     if (sent < 0) NoteSocketError();
-    sent = send(sock, request, static_cast<size_t>(requestLen), MSG_NOSIGNAL);
+    sent = winsock::send(sock, request, requestLen);
     if (sent <= 0) {
       if (sent < 0) NoteSocketError();
       const int error = SocketLastError();
@@ -110,19 +81,21 @@ int exec_cmnd(const uint8_t* request, int requestLen, uint8_t* reply, int replyM
     }
   }
 
-  pollfd readable{sock, POLLIN, 0};
-  WaitForReply(&readable);
+  // A signal during the wait is not the time-out (the socket layer waits on for the time that is
+  // left), so that the reply is read and the stream stays in step.
+  const int ready = winsock::PollReadable(sock, ScaledReplyWaitMs(kReplyWaitMs));
+  if (ready < 0) NoteSocketError();
   if (const int error = SocketLastError(); error != 0) {
     g_proxyErrorCell = error;
     DebugPrintf("OOP!! exec_cmnd send error errorcode 0x%x\n", error);
   }
-  if ((readable.revents & (POLLIN | POLLHUP | POLLERR)) == 0) {
+  if (ready <= 0) {
     g_proxyErrorCell = -2;
     DebugPrintf("OOP!! exec_cmnd FD_ISSET error\n");
     return -1;
   }
 
-  const ssize_t received = recv(sock, reply, static_cast<size_t>(replyMax), 0);
+  const int received = winsock::recv(sock, reply, replyMax);
   if (received <= 0) {
     if (received < 0) NoteSocketError();
     const int error = SocketLastError();
@@ -131,22 +104,21 @@ int exec_cmnd(const uint8_t* request, int requestLen, uint8_t* reply, int replyM
     return -1;
   }
   g_proxyErrorCell = 0;
-  return static_cast<int>(received);
+  return received;
 }
 
 int recvdata(uint8_t* buffer, int len) {
   if (len <= 0) return 0;
-  const int sock = g_proxySocket.load();
+  const winsock::SOCKET sock = g_proxySocket.load();
   int total = 0;
   while (total < len) {
-    const ssize_t got = recv(sock, buffer + total, static_cast<size_t>(len - total), 0);
-    if (got < 0 && errno == EINTR) continue;  // a signal, not the end of the reply
+    const int got = winsock::recv(sock, buffer + total, len - total);
     if (got <= 0) {
       if (got < 0) NoteSocketError();
       DebugPrintf("recvdata len = %d\n", static_cast<int>(got));
       return -1;
     }
-    total += static_cast<int>(got);
+    total += got;
   }
   return total;
 }
@@ -159,20 +131,16 @@ int ReadReplyPayload(uint8_t* frame, size_t capacity, int headerBytes, uint32_t*
 }
 
 int socket_connect(const char* address, uint16_t port) {
-  const int sock = socket(AF_INET, SOCK_STREAM, 0);
-  if (sock < 0) {
+  const winsock::SOCKET sock = winsock::TcpSocket();
+  if (sock == winsock::INVALID_SOCKET) {
     NoteSocketError();
     DebugPrintf("socket connect to port %d failed, error %d\n", port, SocketLastError());
     return -1;
   }
-  sockaddr_in peer{};
-  peer.sin_family = AF_INET;
-  peer.sin_addr.s_addr = inet_addr(address);
-  peer.sin_port = htons(port);
-  if (connect(sock, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) < 0) {
+  if (winsock::ConnectIPv4(sock, winsock::inet_addr(address), port) != 0) {
     NoteSocketError();
     DebugPrintf("socket connect to port %d failed, error %d\n", port, SocketLastError());
-    close(sock);
+    winsock::closesocket(sock);
     return -1;
   }
   g_proxySocket = sock;
@@ -180,11 +148,11 @@ int socket_connect(const char* address, uint16_t port) {
 }
 
 void InterruptProxyExchange() {
-  const int sock = g_proxySocket.load();
-  if (sock >= 0) shutdown(sock, SHUT_RDWR);
+  const winsock::SOCKET sock = g_proxySocket.load();
+  if (sock != winsock::INVALID_SOCKET) winsock::ShutdownBoth(sock);
 }
 
 void CloseProxySocket() {
-  const int sock = g_proxySocket.exchange(-1);
-  if (sock >= 0) close(sock);
+  const winsock::SOCKET sock = g_proxySocket.exchange(winsock::INVALID_SOCKET);
+  if (sock != winsock::INVALID_SOCKET) winsock::closesocket(sock);
 }

@@ -13,11 +13,13 @@
 #include <cstdint>
 #include <memory>
 
+#include "platform/winsock.h"
 #include "platform/wintypes.h"
 #include "proxy/wire_format.h"
 
-// The proxy socket, -1 when there is none. Written by socket_connect, shut and reconnect.
-extern std::atomic<int> g_proxySocket;
+// The proxy socket, INVALID_SOCKET when there is none. Written by socket_connect, shut and
+// reconnect.
+extern std::atomic<winsock::SOCKET> g_proxySocket;
 // Counts every frame built on any channel; never reset. Shared with the pipe thread, hence
 // atomic: the increments of the two threads must not be lost.
 extern std::atomic<uint32_t> g_frameCounter;

@@ -1,22 +1,15 @@
 #include "proxy/pipe_server.h"
 
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "diag/debug_log.h"
 #include "diag/event_log.h"
 #include "platform/clock.h"
 #include "platform/com.h"
+#include "platform/pipe_endpoint.h"
 #include "platform/system.h"
 #include "platform/winerror.h"
 #include "proxy/frame.h"
@@ -29,10 +22,12 @@ namespace {
 constexpr int kMaxInstances = 2;
 constexpr DWORD kRetryPauseMs = 5000;
 
-// The endpoint, -1 when there is none; the thread takes it and marks it invalid on its way out.
-std::atomic<int> g_listenSocket{-1};
-// Written once by delete_listener; stays readable so that every later wait of the thread ends.
-std::atomic<int> g_wakeEvent{-1};
+// True from create_listen until the thread has closed the endpoint on its way out.
+std::atomic<bool> g_listening{false};
+// The endpoint, from create_listen until its thread is reaped; delete_listener wakes it from any
+// thread, and the wake-up ends every later wait of the thread too.
+std::mutex g_endpointMutex;
+std::shared_ptr<PipeEndpoint> g_endpoint;  // guarded by g_endpointMutex
 // Set by delete_listener: the thread is on its way out even while its endpoint still stands.
 std::atomic<bool> g_listenerWoken{false};
 // The host may ask whether the module can go (which reaps an ended thread) while another thread
@@ -54,22 +49,11 @@ PipeThread g_pipeThread;
 void ReapLocked() {
   if (!g_pipeThread.thread.joinable()) return;
   g_pipeThread.thread.join();
-  close(g_wakeEvent.exchange(-1));
-  ModuleUnlock();
-}
-
-enum class WaitResult { kReady, kWoken, kError };
-
-// Blocks until `fd` is readable or the shutdown wake-up arrives.
-WaitResult WaitReadable(int fd) {
-  pollfd fds[2] = {{fd, POLLIN, 0}, {g_wakeEvent.load(), POLLIN, 0}};
-  for (;;) {
-    const int ready = poll(fds, 2, -1);
-    if (ready < 0 && errno == EINTR) continue;
-    if (ready < 0) return WaitResult::kError;
-    if (fds[1].revents != 0) return WaitResult::kWoken;
-    return WaitResult::kReady;
+  {
+    std::lock_guard<std::mutex> lock(g_endpointMutex);
+    g_endpoint.reset();
   }
+  ModuleUnlock();
 }
 
 void PauseUnlessTerminating() {
@@ -78,85 +62,79 @@ void PauseUnlessTerminating() {
 
 // Reads exactly `len` bytes; 0 on success, else the error to report (ERROR_BROKEN_PIPE when the
 // client went away). Ends early on the shutdown wake-up with ERROR_OPERATION_ABORTED.
-DWORD ReadExactly(int fd, uint8_t* buffer, size_t len) {
+DWORD ReadExactly(PipeEndpoint* pipe, uint8_t* buffer, size_t len) {
   size_t total = 0;
   while (total < len) {
-    const WaitResult wait = WaitReadable(fd);
-    if (wait == WaitResult::kWoken) return ERROR_OPERATION_ABORTED;
-    if (wait == WaitResult::kError) return static_cast<DWORD>(errno);
-    const ssize_t got = read(fd, buffer + total, len - total);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return static_cast<DWORD>(errno);
+    uint32_t got = 0;
+    const uint32_t error = pipe->Read(buffer + total, static_cast<uint32_t>(len - total), &got);
+    if (error != 0) return error;
     if (got == 0) return ERROR_BROKEN_PIPE;
-    total += static_cast<size_t>(got);
+    total += got;
   }
   return 0;
 }
 
-void Disconnect(int* client) {
-  if (close(*client) != 0) {
-    LogErrorEvent("DisconnectNamedPipe failed with error 0x%x", errno);
+void Disconnect(PipeEndpoint* pipe, bool* connected) {
+  if (const uint32_t error = pipe->Disconnect(); error != 0) {
+    LogErrorEvent("DisconnectNamedPipe failed with error 0x%x", error);
   } else {
     DebugPrintf("pipe disconnected\n");
   }
-  *client = -1;
+  *connected = false;
 }
 
-void AnswerHeartbeat(int client, uint8_t* buffer) {
+void AnswerHeartbeat(PipeEndpoint* pipe, uint8_t* buffer) {
   build_header(buffer, RSHEARTBEAT, 0);
-  const ssize_t written = send(client, buffer, kPacketHeaderSize, MSG_NOSIGNAL);
-  if (written < 0) {
-    LogErrorEvent("WriteFile failed to write heartbeat response with error 0x%x", errno);
+  uint32_t written = 0;
+  if (const uint32_t error = pipe->Write(buffer, kPacketHeaderSize, &written); error != 0) {
+    LogErrorEvent("WriteFile failed to write heartbeat response with error 0x%x", error);
   }
-  DebugPrintf("WriteFile(pipe) wrote %d bytes\n", written < 0 ? 0 : static_cast<int>(written));
+  DebugPrintf("WriteFile(pipe) wrote %d bytes\n", static_cast<int>(written));
 }
 
-void recv_events() {
-  const int listenSocket = g_listenSocket.load();
+void recv_events(std::shared_ptr<PipeEndpoint> pipe) {
   auto buffer = std::make_unique<uint8_t[]>(kRequestBufferSize);
   // The connected proxy, kept across passes after a failed or short read as the pipe stays
   // connected there.
-  int client = -1;
+  bool connected = false;
   while (g_isTerminating == 0) {
     g_recvEventsRunning = 1;
     DebugPrintf("pipe connect...\n");
-    if (client < 0) {
-      const WaitResult wait = WaitReadable(listenSocket);
-      if (wait == WaitResult::kWoken) break;
-      if (wait == WaitResult::kReady) client = accept(listenSocket, nullptr, nullptr);
-      if (client < 0) {
-        if (errno == EINTR) continue;
-        LogErrorEvent("ConnectNamedPipe failed with error 0x%x", errno);
+    if (!connected) {
+      const uint32_t error = pipe->Connect();
+      if (error == kPipeAborted) break;
+      if (error != 0) {
+        LogErrorEvent("ConnectNamedPipe failed with error 0x%x", error);
         break;
       }
+      connected = true;
     }
     if (g_isTerminating != 0) break;
 
     DebugPrintf("pipe read...\n");
-    const WaitResult wait = WaitReadable(client);
-    if (wait == WaitResult::kWoken) break;
-    const ssize_t got =
-        wait == WaitResult::kReady ? read(client, buffer.get(), kRequestBufferSize) : -1;
-    if (got < 0) {
-      LogErrorEvent("ReadFile failed to read packet header error 0x%x", errno);
+    uint32_t got = 0;
+    const uint32_t readError = pipe->Read(buffer.get(), kRequestBufferSize, &got);
+    if (readError == kPipeAborted) break;
+    if (readError != 0) {
+      LogErrorEvent("ReadFile failed to read packet header error 0x%x", readError);
       PauseUnlessTerminating();
       continue;
     }
     const uint32_t dataLen = GetFrameDataLen(buffer.get());
     DebugPrintf("pipe read %d bytes, DataLen=%d\n", static_cast<int>(got),
                 static_cast<int>(dataLen));
-    size_t total = static_cast<size_t>(got);
-    if (got == static_cast<ssize_t>(kPacketHeaderSize) && dataLen != 0) {
+    size_t total = got;
+    if (got == kPacketHeaderSize && dataLen != 0) {
       // A DataLen beyond the receive buffer cannot be read; the stream is then out of step.
       const DWORD error = dataLen > kRequestBufferSize - kPacketHeaderSize
                               ? static_cast<DWORD>(ERROR_MORE_DATA)
-                              : ReadExactly(client, buffer.get() + kPacketHeaderSize, dataLen);
+                              : ReadExactly(pipe.get(), buffer.get() + kPacketHeaderSize, dataLen);
       if (error == ERROR_OPERATION_ABORTED) break;
       if (error != 0) {
         LogErrorEvent("ReadFile failed to read additional data with error 0x%x", error);
         if (error == static_cast<DWORD>(ERROR_BROKEN_PIPE) ||
             error == static_cast<DWORD>(ERROR_MORE_DATA)) {
-          Disconnect(&client);
+          Disconnect(pipe.get(), &connected);
         }
         PauseUnlessTerminating();
         continue;
@@ -168,7 +146,7 @@ void recv_events() {
     if (total == 0) {
       // End of stream: the proxy closed without a message, so the connection is gone.
       DebugPrintf("error: size=%d at %s %d \n", 0, "iasocket", __LINE__);
-      Disconnect(&client);
+      Disconnect(pipe.get(), &connected);
       PauseUnlessTerminating();
       continue;
     }
@@ -184,20 +162,18 @@ void recv_events() {
       DebugPrintf("Received non-HB packet, ignoring (DataType=%d==0x%lx...\n",
                   static_cast<int>(header.DataType), static_cast<unsigned long>(header.DataType));
     } else {
-      AnswerHeartbeat(client, buffer.get());
+      AnswerHeartbeat(pipe.get(), buffer.get());
     }
-    Disconnect(&client);
+    Disconnect(pipe.get(), &connected);
   }
 
-  const int endpoint = g_listenSocket.exchange(-1);
+  g_listening = false;
   DebugPrintf("closing pipe handle...\n");
-  if (close(endpoint) == 0) {
+  if (const uint32_t error = pipe->Close(); error == 0) {
     DebugPrintf("closed pipe handle\n");
   } else {
-    DebugPrintf("CloseHandle(pipe) failed: error 0x%x\n", errno);
+    DebugPrintf("CloseHandle(pipe) failed: error 0x%x\n", error);
   }
-  unlink(PipeSocketPath().c_str());
-  if (client >= 0) close(client);
   buffer.reset();
   DebugPrintf("recv_events thread exit.\n");
   g_recvEventsRunning = 0;
@@ -207,11 +183,13 @@ void recv_events() {
 
 uint16_t PipeNumber() { return static_cast<uint16_t>(GetCurrentProcessId() & 0xffff); }
 
-std::string PipeSocketPath() {
-  const char* directory = std::getenv("VELA_PIPE_DIR");
-  std::string path = directory != nullptr && *directory != '\0' ? directory : "/tmp";
-  return path + "/VELA_Proxy_" + std::to_string(PipeNumber());
+std::string PipeName() {
+  std::string name = "VELA_Proxy_";
+  name += std::to_string(PipeNumber());
+  return name;
 }
+
+std::string PipeSocketPath() { return PipeEndpointPath(PipeName()); }
 
 int create_listen() {
   DebugPrintf("create_listen\n");
@@ -227,32 +205,22 @@ int create_listen() {
   ReapLocked();
   DebugPrintf("create_listen: creating named pipe %S\n", widePath.c_str());
 
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof address.sun_path) {
-    LogErrorEvent("CreateNamedPipe failed with error 0x%x", ENAMETOOLONG);
-    return 1;
-  }
-  std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-  const int endpoint = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const int wake = eventfd(0, EFD_CLOEXEC);
-  unlink(path.c_str());
-  if (endpoint < 0 || wake < 0 ||
-      bind(endpoint, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-      listen(endpoint, kMaxInstances) != 0) {
-    const int error = errno;
-    if (endpoint >= 0) close(endpoint);
-    if (wake >= 0) close(wake);
+  uint32_t error = 0;
+  std::shared_ptr<PipeEndpoint> endpoint = PipeEndpoint::Create(PipeName(), kMaxInstances, &error);
+  if (!endpoint) {
     LogErrorEvent("CreateNamedPipe failed with error 0x%x", error);
     return 1;
   }
-  g_listenSocket = endpoint;
-  g_wakeEvent = wake;
+  {
+    std::lock_guard<std::mutex> endpointLock(g_endpointMutex);
+    g_endpoint = endpoint;
+  }
+  g_listening = true;
   g_listenerWoken = false;
   DebugPrintf("starting recv_events thread\n");
   g_recvEventsRunning = 1;
   ModuleLock();
-  g_pipeThread.thread = std::thread(recv_events);
+  g_pipeThread.thread = std::thread(recv_events, std::move(endpoint));
   return 0;
 }
 
@@ -260,15 +228,20 @@ void delete_listener() {
   const std::string path = PipeSocketPath();
   const std::u16string widePath(path.begin(), path.end());
   DebugPrintf("delete_listener: deleting named pipe %S\n", widePath.c_str());
-  const uint64_t one = 1;
   g_listenerWoken = true;
-  if (write(g_wakeEvent.load(), &one, sizeof one) != static_cast<ssize_t>(sizeof one)) {
+  std::shared_ptr<PipeEndpoint> endpoint;
+  {
+    std::lock_guard<std::mutex> lock(g_endpointMutex);
+    endpoint = g_endpoint;
+  }
+  const uint32_t error = endpoint ? endpoint->Wake() : static_cast<uint32_t>(ERROR_INVALID_HANDLE);
+  if (error != 0) {
     DebugPrintf("delete_listener: DeleteFile(%S) failed: error 0x%x (0x57 is expected)\n",
-                widePath.c_str(), errno);
+                widePath.c_str(), error);
   }
 }
 
-bool PipeListenerActive() { return g_listenSocket.load() >= 0; }
+bool PipeListenerActive() { return g_listening.load(); }
 
 void ReleasePipeThread() {
   // A thread still running stays joinable, and keeps its module lock, until a later call, the

@@ -1,6 +1,7 @@
-// The heartbeat channel: a server endpoint the proxy connects to once per message. The Windows
-// named pipe "\\.\pipe\VELA_Proxy_<n>" is a Unix-domain stream socket here, named
-// VELA_Proxy_<n> in $VELA_PIPE_DIR (default /tmp), with <n> the low 16 bits of the process id.
+// The heartbeat channel: a server endpoint the proxy connects to once per message, the named
+// pipe "\\.\pipe\VELA_Proxy_<n>" with <n> the low 16 bits of the process id (on POSIX a
+// Unix-domain stream socket VELA_Proxy_<n> in $VELA_PIPE_DIR, default /tmp; see
+// platform/pipe_endpoint.h).
 #ifndef VELA_PROXY_PIPE_SERVER_H_
 #define VELA_PROXY_PIPE_SERVER_H_
 
@@ -13,6 +14,8 @@ extern std::atomic<int> g_recvEventsRunning;
 
 // The number in the endpoint's name, which negotiate_listen_port tells the proxy.
 uint16_t PipeNumber();
+// The endpoint's name, VELA_Proxy_<n>.
+std::string PipeName();
 // Host path of the endpoint.
 std::string PipeSocketPath();
 

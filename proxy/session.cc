@@ -1,8 +1,6 @@
 #include "proxy/session.h"
 
-#include <arpa/inet.h>
 #include <libintl.h>
-#include <netinet/in.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -15,6 +13,7 @@
 #include "platform/registry.h"
 #include "platform/system.h"
 #include "platform/winerror.h"
+#include "platform/winsock.h"
 #include "proxy/frame.h"
 #include "proxy/iasocket.h"
 #include "proxy/pipe_server.h"
@@ -73,7 +72,7 @@ void HandleConfigLine(char* raw, ProxyConfig* config) {
   if (std::strcmp(label, "version  ") == 0) {
     config->version = static_cast<int32_t>(DecimalValue(value));
   } else if (std::strcmp(label, "ipaddress") == 0) {
-    config->address = inet_addr(value);
+    config->address = winsock::inet_addr(value);
   } else if (std::strcmp(label, "username ") == 0) {
     std::memset(config->userName, 0, sizeof config->userName);
     std::strncpy(config->userName, value, sizeof config->userName - 1);
@@ -201,9 +200,8 @@ int ProxyInit() {
     return -1;
   }
 
-  in_addr address{};
-  address.s_addr = config.address;
-  std::strncpy(g_agentAddress, inet_ntoa(address), sizeof g_agentAddress - 1);
+  std::strncpy(g_agentAddress, winsock::inet_ntoa(config.address).c_str(),
+               sizeof g_agentAddress - 1);
   std::memcpy(g_userName, config.userName, sizeof g_userName);
   std::memcpy(g_password, config.password, sizeof g_password);
   g_listenPort = config.port;

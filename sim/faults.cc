@@ -27,7 +27,7 @@ bool FaultInjector::Add(const std::string& words, std::string* why) {
   Rule rule;
   if (next != "next" || !ParseNumber(count, &rule.remaining) || rule.remaining == 0 ||
       !extra.empty()) {
-    *why = "usage: fault next N close|silent|short|wrong-opcode|status=<n> [opcode]";
+    *why = "usage: fault next N close|silent|short|wrong-opcode|status=<n>|refuse=<n> [opcode]";
     return false;
   }
   if (kind == "close") {
@@ -41,6 +41,9 @@ bool FaultInjector::Add(const std::string& words, std::string* why) {
   } else if (kind.rfind("status=", 0) == 0 && ParseNumber(kind.substr(7), &rule.fault.status) &&
              rule.fault.status != 0) {
     rule.fault.kind = FaultKind::kStatus;
+  } else if (kind.rfind("refuse=", 0) == 0 && ParseNumber(kind.substr(7), &rule.fault.status) &&
+             rule.fault.status != 0) {
+    rule.fault.kind = FaultKind::kRefuse;
   } else {
     *why = "unknown fault " + kind;
     return false;

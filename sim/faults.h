@@ -1,5 +1,5 @@
 // Faults an operator injects into the next replies: the admin command
-// "fault next N close|silent|short|wrong-opcode|status=<n> [opcode]".
+// "fault next N close|silent|short|wrong-opcode|status=<n>|refuse=<n> [opcode]".
 #ifndef VELA_SIM_FAULTS_H_
 #define VELA_SIM_FAULTS_H_
 
@@ -16,7 +16,8 @@ enum class FaultKind {
   kSilent,       // read the command and never reply
   kShort,        // send the header and half the payload, then close
   kWrongOpcode,  // reply under another opcode
-  kStatus,       // reply with the given status word
+  kStatus,       // reply with the given status word (the command has run)
+  kRefuse,       // refuse the command with the given status word: the model doesn't change
 };
 
 struct Fault {

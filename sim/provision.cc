@@ -296,6 +296,8 @@ uint32_t DeletePartition(Subsystem& subsystem, const uint8_t* serial) {
   Vdisk* vdisk = nullptr;
   Partition* partition = FindPartition(subsystem, serial, &vdisk);
   if (!partition) return kStatusNotFound;
+  // An offline vdisk's volumes go only with the whole vdisk.
+  if (vdisk->health == kVdiskOffline) return kStatusVdiskOffline;
   if (HasDependants(subsystem, *partition)) return kStatusInUse;
   LogOnOwner(subsystem, *vdisk, LunEvent(kEventLunDepart, *partition, "Volume deleted"));
   vdisk->partitions.erase(vdisk->partitions.begin() + (partition - vdisk->partitions.data()));

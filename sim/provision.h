@@ -31,6 +31,7 @@ inline constexpr uint32_t kStatusNoJob = 0x27;
 inline constexpr uint32_t kStatusSpareLimit = 0x28;
 inline constexpr uint32_t kStatusInUse = 0x29;
 inline constexpr uint32_t kStatusArrayLimit = 0x2A;
+inline constexpr uint32_t kStatusVdiskOffline = 0x2B;
 inline constexpr uint32_t kStatusNotFound = 0xFC;
 
 // The smallest partition: 1 MiB.

@@ -125,6 +125,17 @@ void BuildCacheParams(const CacheParams& in, ::cacheParams* out) {
   DecodeCacheParams(in.data(), in.size(), out);
 }
 
+// What the record calls expandable: the blocks behind the vdisk's last partition, which that
+// partition can grow into without new drives (the tail an expansion added included).
+uint64_t BlocksBehindLastPartition(const Vdisk& vdisk) {
+  uint64_t end = 0;
+  for (const Partition& partition : vdisk.partitions) {
+    if (partition.type == kPartitionTypeSnapshot) continue;  // lives in the snap pool
+    end = std::max(end, partition.offsetBlocks + partition.blocks);
+  }
+  return vdisk.blockCount > end ? vdisk.blockCount - end : 0;
+}
+
 uint64_t SmallestMemberBlocks(const Subsystem& subsystem, const Vdisk& vdisk) {
   const uint32_t overhead = subsystem.controllers[vdisk.ownerIndex].driveOverheadPercent;
   uint64_t smallest = 0;
@@ -168,7 +179,7 @@ void BuildArray(const Subsystem& subsystem, size_t vdiskIndex, ::array* out) {
   out->raidLevel = in.raidLevel;
   out->owner = in.ownerIndex == 0 ? 1 : 0;
   out->numArrayPartitions = static_cast<uint8_t>(in.partitions.size());
-  out->expandableBlocks = in.expandableBlocks;
+  out->expandableBlocks = BlocksBehindLastPartition(in);
   out->numDrivesPerLowLevelArray = in.numDrivesPerLowLevelArray;
   const FreeSpace space = ComputeFreeSpace(in);
   out->numFreeArrayPartitionSegments =

@@ -111,14 +111,16 @@ Session::Outcome Session::HandleSession(const Frame& frame) {
 Session::Outcome Session::HandleRequest(const Frame& frame) {
   const uint32_t opcode = frame.header.OpCode;
   std::vector<uint8_t> reply;
+  const std::optional<Fault> fault = faults_.Take(opcode);
   if (!loggedIn_) {
     reply.assign(12, 0);
     put_be32(kStatusNotLoggedIn, reply.data() + StatusOffset(opcode));
   } else {
     if (journal_ != nullptr) journal_->Record(opcode, frame.payload.data(), frame.payload.size());
-    HandleCommand(state_, commands_, opcode, frame.payload.data(), frame.payload.size(), &reply);
+    if (!fault || fault->kind != FaultKind::kRefuse) {
+      HandleCommand(state_, commands_, opcode, frame.payload.data(), frame.payload.size(), &reply);
+    }
   }
-  const std::optional<Fault> fault = faults_.Take(opcode);
   if (!fault) return {Action::kReply, MakeFrame(RSREPLY, opcode, reply)};
   switch (fault->kind) {
     case FaultKind::kClose:
@@ -136,8 +138,15 @@ Session::Outcome Session::HandleRequest(const Frame& frame) {
     case FaultKind::kWrongOpcode:
       SimLog("fault: reply to opcode %u under opcode %u", opcode, opcode + 1);
       return {Action::kReply, MakeFrame(RSREPLY, opcode + 1, reply)};
+    case FaultKind::kRefuse:
+      // The request comes back with the status word, as a controller answers a refusal.
+      SimLog("fault: refusing opcode %u with status %u", opcode, fault->status);
+      reply.assign(frame.payload.begin(), frame.payload.end());
+      [[fallthrough]];
     case FaultKind::kStatus: {
-      SimLog("fault: status %u for opcode %u", fault->status, opcode);
+      if (fault->kind == FaultKind::kStatus) {
+        SimLog("fault: status %u for opcode %u", fault->status, opcode);
+      }
       const size_t at = StatusOffset(opcode);
       if (reply.size() < at + 4) reply.resize(at + 4, 0);
       if (opcode == GET_CONTROLLERHANDLEDB) {

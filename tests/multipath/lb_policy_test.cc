@@ -124,3 +124,29 @@ TEST(DsmObjectPath, DoublesTheFirstAndTheLastBackslash) {
   EXPECT_EQ(DsmObjectPath(u"C", u"a\\b"), u"C.InstanceName=\"a\\\\b\"");
   EXPECT_EQ(DsmObjectPath(u"C", u"ab"), u"C.InstanceName=\"ab\"");
 }
+
+// Hosts before the ALUA methods: DsmSetLoadBalancePolicy with the weight and primary flag of each
+// path, the input's where it names the path, the host's own otherwise.
+TEST_F(LbPolicyTest, TheOlderSetterSendsWeightsAndPrimariesFromTheInputOrTheHost) {
+  Load({0, 1, 2});
+  std::vector<VDS_PATH_POLICY> input = Input(2, 1);
+  input[0].ulWeight = 7;
+  input[1].ulWeight = 9;
+  ASSERT_EQ(WmiSetLoadBalancePolicy(disks_, "SN1", VDS_LBP_WEIGHTED_PATHS, input.data(),
+                                    static_cast<LONG>(input.size())),
+            0);
+  const std::vector<json> calls = view_.Calls();
+  ASSERT_EQ(calls.size(), 1u);
+  EXPECT_EQ(calls[0]["method"], "DsmSetLoadBalancePolicy");
+  const json& policy = calls[0]["in"]["LoadBalancePolicy"];
+  EXPECT_EQ(policy["Version"], 1);
+  EXPECT_EQ(policy["LoadBalancePolicy"], VDS_LBP_WEIGHTED_PATHS);
+  ASSERT_EQ(policy["DSM_Paths"].size(), 3u);
+  std::vector<std::pair<int, int>> sent;  // (weight, primary)
+  for (const json& path : policy["DSM_Paths"])
+    sent.emplace_back(path["PathWeight"], path["PrimaryPath"]);
+  EXPECT_EQ(sent, (std::vector<std::pair<int, int>>{{7, 0}, {9, 1}, {0, 0}}));
+
+  EXPECT_EQ(WmiSetLoadBalancePolicy(disks_, "NOSUCH", VDS_LBP_ROUND_ROBIN, nullptr, 0), 1);
+  EXPECT_EQ(view_.Calls().size(), 1u);
+}

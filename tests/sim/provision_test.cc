@@ -149,6 +149,11 @@ TEST(Provision, PartitionsFillFreeSpaceFirstFitAndKeepTheCountsTrue) {
   EXPECT_EQ(add(2048, &d), kStatusControllerPartitionLimit);
   std::string why;
   EXPECT_TRUE(CheckInvariants(subsystem, &why)) << why;
+  // An offline vdisk's volumes go only with the whole vdisk.
+  subsystem.vdisks[index].health = kVdiskOffline;
+  EXPECT_EQ(DeletePartition(subsystem, a.serialNumber.data()), kStatusVdiskOffline);
+  EXPECT_EQ(DeleteArray(subsystem, vdiskSerial.data()), 0u);
+  EXPECT_TRUE(CheckInvariants(subsystem, &why)) << why;
 }
 
 TEST(Provision, ExpansionRunsAsAJobOnTheScaledClock) {
@@ -204,6 +209,46 @@ TEST(Provision, ExpansionRunsAsAJobOnTheScaledClock) {
     EXPECT_EQ(m.subsystems[0].vdisks[0].partitions[0].blocks, size);
     EXPECT_EQ(m.subsystems[0].controllers[0].events.back().eventCode, kEventLunModify);
   });
+  SetTimeScaleForTesting(1);
+}
+
+TEST(Provision, AJobKeepsItsProgressWhenTheRateChanges) {
+  SetTimeScaleForTesting(0);
+  Model model = DefaultModel();
+  model.limits.jobPercentPerSecond = 10;
+  Subsystem& subsystem = model.subsystems[0];
+  size_t index = 0;
+  ASSERT_EQ(CreateArray(model, subsystem, Args(kRaid5, Sas({1, 2, 3})), &index), 0u);
+  const Serial32 serial = subsystem.vdisks[index].serialNumber;
+  ASSERT_EQ(ExpandArray(subsystem, serial.data(), {{"", 0, 3}}), 0u);
+  State state(std::move(model), nullptr);
+  auto percent = [&] {
+    double value = 0;
+    state.Read([&](const Model& m) { value = m.subsystems[0].vdisks[0].jobPercent; });
+    return value;
+  };
+  auto rate = [&](double perSecond) {
+    state.Change(SIZE_MAX, [&](Model& m) {
+      m.limits.jobPercentPerSecond = perSecond;
+      return 0u;
+    });
+  };
+  percent();  // the clock starts here
+  Sleep(3000);
+  const double atTen = percent();
+  EXPECT_GE(atTen, 30);
+  EXPECT_LT(atTen, 40);
+  // Slower from now on: the job goes on from where it was.
+  rate(1);
+  Sleep(2000);
+  const double atOne = percent();
+  EXPECT_GE(atOne, atTen + 2);
+  EXPECT_LT(atOne, atTen + 5);
+  rate(100);
+  Sleep(1000);
+  uint8_t job = 1;
+  state.Read([&](const Model& m) { job = m.subsystems[0].vdisks[0].utilityRunning; });
+  EXPECT_EQ(job, 0) << "ended";
   SetTimeScaleForTesting(1);
 }
 

@@ -153,26 +153,29 @@ TEST_F(CliProxy, OnlyIscsiSubsystemsAreSaidToBeSkipped) {
   EXPECT_EQ(json::parse(doc.out), json::parse(R"({"subsystems":[]})"));
 }
 
-// The shell tells when the provider loses its proxy and when it gets it back, and marks what it
-// lists in between.
+// The shell, on a terminal, tells when the provider loses its proxy and when it gets it back,
+// and marks what it lists in between.
 TEST_F(CliProxy, TheShellSaysWhenTheProxyIsLostAndRestored) {
   auto simulator = StartSimulator();
   ASSERT_TRUE(simulator);
   const int port = simulator->Port();
   const std::string where = "127.0.0.1:" + std::to_string(port);
   const std::string conf = runner_.WriteFile("sim.conf", ConfText(port, "admin", "password"));
-  auto session = runner_.Start({"--conf", conf, "shell"});
+  auto session = runner_.StartOnTerminal({"--conf", conf, "shell"});
   ASSERT_TRUE(session);
-  session->Write("list subsystems\n");
+  ASSERT_TRUE(session->WaitFor("VDSCTL> ", 30)) << session->Finish().err;
+  session->Write("list subsystems\r");
   ASSERT_TRUE(session->WaitFor("Subsystem 0 ", 30)) << session->Finish().out;
+  ASSERT_TRUE(session->WaitForCount("VDSCTL> ", 2, 30));
 
   simulator->Stop();
   simulator.reset();
   ASSERT_TRUE(session->WaitFor(
-      "Connection to the proxy at " + where + " lost; what is listed may be out of date.\n", 60))
+      "Connection to the proxy at " + where + " lost; what is listed may be out of date.", 60))
       << session->Finish().err;
-  session->Write("list subsystems\n");
-  ASSERT_TRUE(session->WaitFor("(Listed while the connection to the proxy is lost.)\n", 30));
+  session->Write("list subsystems\r");
+  ASSERT_TRUE(session->WaitFor("(Listed while the connection to the proxy is lost.)", 30));
+  ASSERT_TRUE(session->WaitForCount("VDSCTL> ", 4, 30));
 
   sim::SimOptions options;
   options.listen = where;
@@ -180,9 +183,9 @@ TEST_F(CliProxy, TheShellSaysWhenTheProxyIsLostAndRestored) {
   std::string why;
   simulator = sim::Simulator::Start(options, &why);
   ASSERT_TRUE(simulator) << why;
-  EXPECT_TRUE(session->WaitFor("Connection to the proxy at " + where + " restored.\n", 60))
+  EXPECT_TRUE(session->WaitFor("Connection to the proxy at " + where + " restored.", 60))
       << session->Finish().err;
-  session->Write("exit\n");
+  session->Write("exit\r");
   const CliResult result = session->Finish();
   EXPECT_EQ(result.exitCode, 0) << Describe(result);
 }

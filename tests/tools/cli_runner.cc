@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <pty.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>
@@ -36,10 +37,19 @@ std::vector<std::string> ChildEnvironment(const std::string& dir) {
   env["VELA_ROOT"] = dir;
   env["VELA_PIPE_DIR"] = dir;
   env["TMPDIR"] = dir;
+  env["HOME"] = dir;
   env.erase("VELA_PROVIDER_LIBRARY");
   std::vector<std::string> out;
   for (const auto& [name, value] : env) out.push_back(name + "=" + value);
   return out;
+}
+
+// A program starts with no signal blocked, as a shell starts it, whatever the test's threads
+// block.
+void UnblockSignals() {
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
@@ -84,6 +94,7 @@ std::unique_ptr<CliSession> CliRunner::Start(const std::vector<std::string>& arg
     dup2(in[0], STDIN_FILENO);
     dup2(out[1], STDOUT_FILENO);
     dup2(err[1], STDERR_FILENO);
+    UnblockSignals();
     execve(argvPointers[0], argvPointers.data(), envpPointers.data());
     _exit(127);
   }
@@ -91,6 +102,36 @@ std::unique_ptr<CliSession> CliRunner::Start(const std::vector<std::string>& arg
   close(out[1]);
   close(err[1]);
   return std::make_unique<CliSession>(pid, in[1], out[0], err[0]);
+}
+
+std::unique_ptr<CliSession> CliRunner::StartOnTerminal(const std::vector<std::string>& args) const {
+  int err[2];
+  if (pipe2(err, O_CLOEXEC) != 0) return nullptr;
+  std::vector<std::string> argv = {VDSCTL_BINARY};
+  argv.insert(argv.end(), args.begin(), args.end());
+  std::vector<std::string> envp = ChildEnvironment(dir_);
+  std::erase_if(envp, [](const std::string& entry) { return entry.rfind("TERM=", 0) == 0; });
+  envp.push_back("TERM=vt100");
+  std::vector<char*> argvPointers = Pointers(argv);
+  std::vector<char*> envpPointers = Pointers(envp);
+  winsize size{};
+  size.ws_row = 24;
+  size.ws_col = 80;
+  int terminal = -1;
+  const pid_t pid = forkpty(&terminal, nullptr, nullptr, &size);
+  if (pid < 0) return nullptr;
+  if (pid == 0) {
+    dup2(err[1], STDERR_FILENO);
+    UnblockSignals();
+    execve(argvPointers[0], argvPointers.data(), envpPointers.data());
+    _exit(127);
+  }
+  close(err[1]);
+  fcntl(terminal, F_SETFD, FD_CLOEXEC);
+  // Keys go in and output comes out through the same descriptor; the session closes each of
+  // its own.
+  const int output = fcntl(terminal, F_DUPFD_CLOEXEC, 0);
+  return std::make_unique<CliSession>(pid, terminal, output, err[0]);
 }
 
 CliSession::~CliSession() { Finish(); }
@@ -116,11 +157,23 @@ void CliSession::ReadAvailable(int timeoutMs) {
 }
 
 bool CliSession::WaitFor(const std::string& text, int seconds) {
+  return WaitForCount(text, 1, seconds);
+}
+
+bool CliSession::WaitForCount(const std::string& text, size_t count, int seconds) {
+  auto seen = [&] {
+    size_t found = 0;
+    for (size_t at = result_.out.find(text); at != std::string::npos && found < count;
+         at = result_.out.find(text, at + 1)) {
+      ++found;
+    }
+    return found >= count;
+  };
   for (int waited = 0; waited < seconds * 10; ++waited) {
-    if (result_.out.find(text) != std::string::npos) return true;
+    if (seen()) return true;
     ReadAvailable(100);
   }
-  return result_.out.find(text) != std::string::npos;
+  return seen();
 }
 
 CliResult CliSession::Finish() {

@@ -26,6 +26,8 @@ class CliSession {
   void Write(const std::string& text);
   // Reads standard output until it holds `text` (true) or `seconds` of real time pass (false).
   bool WaitFor(const std::string& text, int seconds);
+  // The same until `text` stands there `count` times.
+  bool WaitForCount(const std::string& text, size_t count, int seconds);
   // Closes the input and collects the rest and the exit status.
   CliResult Finish();
 
@@ -53,6 +55,9 @@ class CliRunner {
 
   // vdsctl with `args`, its standard input kept open for the session.
   std::unique_ptr<CliSession> Start(const std::vector<std::string>& args) const;
+  // The same on a pseudo-terminal of 80 columns: standard input and output are the terminal,
+  // standard error stays a pipe. Bytes written are typed keys (0x03 is Ctrl-C).
+  std::unique_ptr<CliSession> StartOnTerminal(const std::vector<std::string>& args) const;
 
   // Writes a file into the scratch folder and gives its path.
   std::string WriteFile(const std::string& name, const std::string& text) const;

@@ -98,9 +98,9 @@ TEST(Names, NotificationTextNamesObjectAndEvent) {
   notification.objectType = VDS_NTT_LUN;
   notification.Lun.ulEvent = VDS_NF_LUN_ARRIVE;
   notification.Lun.LunId = kFirst;
-  EXPECT_EQ(NotificationText(notification), "LUN {00000001-0000-0000-0000-000000000000} arrived.");
+  EXPECT_EQ(NotificationText(notification, std::nullopt), "LUN {00000001-0000-0000-0000-000000000000} arrived.");
   notification.Lun.ulEvent = 999;
-  EXPECT_EQ(NotificationText(notification),
+  EXPECT_EQ(NotificationText(notification, std::nullopt),
             "Notification 999 for object type 33 {00000001-0000-0000-0000-000000000000}.");
 }
 

@@ -9,9 +9,11 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/registry.h"
 #include "platform/registry_file.h"
 #include "platform/system.h"
 #include "sim/log.h"
+#include "sim/simulator.h"
 
 namespace vdsctl {
 
@@ -48,46 +50,6 @@ std::string MakeTempDir() {
 }
 
 }  // namespace
-
-// A string value's text: the low byte of each UTF-16 unit up to the terminator, as the
-// provider narrows its log's file name.
-std::string NarrowStringData(const std::vector<uint8_t>& data) {
-  std::string text;
-  for (size_t i = 0; i + 1 < data.size(); i += 2) {
-    if (data[i] == 0 && data[i + 1] == 0) break;
-    text.push_back(static_cast<char>(data[i]));
-  }
-  return text;
-}
-
-std::string RunRegistry(const std::string& base, const std::string& confPath,
-                        const std::string& logPath, std::string* logFile,
-                        std::vector<std::string>* problems) {
-  RegistryTree tree;
-  if (!base.empty() && !ParseRegistryText(base, &tree, problems)) return "";
-  if (!confPath.empty()) {
-    RegistryKey& key = RegistryAddKey(tree, kProxyParametersKey);
-    RegistryValue value;
-    value.name = "ConfigurationFile";
-    value.type = REG_SZ;
-    value.data = RegistryStringData(confPath);
-    key.values[RegistryLower(value.name)] = std::move(value);
-  }
-  RegistryKey& debug = RegistryAddKey(tree, kProviderDebugKey);
-  auto named = debug.values.find("filename");
-  if (named != debug.values.end() && named->second.type == REG_SZ &&
-      !NarrowStringData(named->second.data).empty()) {
-    *logFile = NarrowStringData(named->second.data);
-  } else {
-    RegistryValue value;
-    value.name = "FileName";
-    value.type = REG_SZ;
-    value.data = RegistryStringData(logPath);
-    debug.values["filename"] = std::move(value);
-    *logFile = logPath;
-  }
-  return FormatRegistryText(tree);
-}
 
 std::string ResolveInventory(const std::string& name) {
   std::error_code ec;
@@ -194,6 +156,15 @@ std::unique_ptr<RunEnvironment> RunEnvironment::Prepare(const EnvironmentOptions
   // about the private folder.
   if (options.simulate) setenv("VELA_PIPE_DIR", env->tempDir_.c_str(), 1);
   return env;
+}
+
+bool UseRegistryFile(const std::string& path, std::string* /*problem*/) {
+  std::error_code ec;
+  const std::string absolute = fs::absolute(path, ec).string();
+  SetRegistryFile(absolute);
+  // A module registering itself writes through its own registry, which reads this.
+  setenv("VELA_REGISTRY", absolute.c_str(), 1);
+  return true;
 }
 
 RunEnvironment::~RunEnvironment() {

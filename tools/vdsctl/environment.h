@@ -6,13 +6,17 @@
 #ifndef VELA_TOOLS_VDSCTL_ENVIRONMENT_H_
 #define VELA_TOOLS_VDSCTL_ENVIRONMENT_H_
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "sim/simulator.h"
 #include "tools/vdsctl/call_error.h"
+
+namespace sim {
+class Simulator;
+}  // namespace sim
 
 namespace vdsctl {
 
@@ -59,8 +63,16 @@ class RunEnvironment {
   std::string tempDir_;  // the temporary files
   std::string providerLog_;
   std::vector<std::string> warnings_;
-  std::unique_ptr<sim::Simulator> simulator_;
+  // Shared only for its deleter, bound where the simulator is made: builds without the
+  // simulator (Windows) never need its type.
+  std::shared_ptr<sim::Simulator> simulator_;
+  // Run when the environment goes (Windows: the registry values the run set are put back).
+  std::vector<std::function<void()>> restore_;
 };
+
+// --registry FILE, for the whole run: the registry the provider (and the registration commands)
+// read. False with the reason where the system's own registry is used (Windows).
+bool UseRegistryFile(const std::string& path, std::string* problem);
 
 // The provider's debug key, whose FileName value names its log.
 inline constexpr char kProviderDebugKey[] =

@@ -11,6 +11,15 @@ namespace vdsctl {
 
 enum class Kind { kSubsystem, kController, kPort, kDrive, kLun, kPlex, kPool };
 
+// How the listings name an object: its kind, its index (within its subsystem for the kinds that
+// belong to one) and its friendly name.
+struct ObjectLabel {
+  Kind kind;
+  int index;
+  std::optional<int> subsystem;
+  std::optional<std::string> name;
+};
+
 // "Subsystem", "Controller", "Port", "Drive", "LUN", "Plex", "Pool": the word in table headers
 // and in shell messages.
 std::string_view KindTitle(Kind kind);

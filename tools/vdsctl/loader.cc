@@ -1,10 +1,9 @@
 #include "tools/vdsctl/loader.h"
 
-#include <dlfcn.h>
-
 #include <cstdlib>
 
 #include "provider/provider.h"
+#include "tools/vdsctl/module_file.h"
 
 namespace vdsctl {
 
@@ -31,32 +30,32 @@ namespace {
 using DllGetClassObjectFn = HRESULT (*)(REFCLSID, REFIID, LPVOID*);
 using DllCanUnloadNowFn = HRESULT (*)();
 
-std::string DlError() {
-  const char* text = dlerror();
-  return text != nullptr ? text : "unknown loader error";
-}
-
 }  // namespace
 
 std::unique_ptr<ProviderHost> ProviderHost::Load(const std::string& libraryPath, REFCLSID classId,
                                                  IVdsAdviseSink* sink, CallError* error) {
   std::unique_ptr<ProviderHost> host(new ProviderHost());
-  host->module_ = dlopen(libraryPath.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (host->module_ == nullptr) {
-    *error = CallError{E_FAIL, DlError()};
-    return nullptr;
-  }
-  auto getClassObject =
-      reinterpret_cast<DllGetClassObjectFn>(dlsym(host->module_, "DllGetClassObject"));
-  if (getClassObject == nullptr) {
-    *error = CallError{E_FAIL, DlError()};
-    return nullptr;
-  }
-  host->canUnloadNow_ =
-      reinterpret_cast<DllCanUnloadNowFn>(dlsym(host->module_, "DllCanUnloadNow"));
-
   void* object = nullptr;
-  HRESULT hr = getClassObject(classId, IID_IClassFactory, &object);
+  HRESULT hr = S_OK;
+  // Where the system activates classes itself, a registered class is created as the service
+  // creates it; otherwise the module file is loaded and asked for its factory.
+  if (!ComClassFactory(&classId, &object, &hr)) {
+    std::string why;
+    host->module_ = OpenModuleFile(libraryPath, &why);
+    if (host->module_ == nullptr) {
+      *error = CallError{E_FAIL, why};
+      return nullptr;
+    }
+    auto getClassObject =
+        reinterpret_cast<DllGetClassObjectFn>(ModuleFileEntry(host->module_, "DllGetClassObject"));
+    if (getClassObject == nullptr) {
+      *error = CallError{E_FAIL, libraryPath + " has no DllGetClassObject"};
+      return nullptr;
+    }
+    host->canUnloadNow_ =
+        reinterpret_cast<DllCanUnloadNowFn>(ModuleFileEntry(host->module_, "DllCanUnloadNow"));
+    hr = getClassObject(classId, IID_IClassFactory, &object);
+  }
   if (FAILED(hr) || object == nullptr) {
     *error = CallError{FAILED(hr) ? hr : E_POINTER, "DllGetClassObject"};
     return nullptr;
@@ -96,7 +95,9 @@ ProviderHost::~ProviderHost() {
   provider_.Reset();
   // As the service does: the module goes only when it says that nothing of it is alive any more.
   // Otherwise it stays mapped for the rest of the process.
-  if (module_ != nullptr && canUnloadNow_ != nullptr && canUnloadNow_() == S_OK) dlclose(module_);
+  if (module_ != nullptr && canUnloadNow_ != nullptr && canUnloadNow_() == S_OK) {
+    CloseModuleFile(module_);
+  }
 }
 
 }  // namespace vdsctl

@@ -295,14 +295,21 @@ std::string HResultText(HRESULT hr) {
   return name != nullptr ? name : HResultHex(hr);
 }
 
-std::string NotificationText(const VDS_NOTIFICATION& notification) {
+std::string NotificationText(const VDS_NOTIFICATION& notification,
+                             const std::optional<ObjectLabel>& label) {
   // Every notification member starts with ulEvent followed by the object's id, so the
   // subsystem member reads them all alike.
   const ULONG event = notification.SubSystem.ulEvent;
   const std::string id = GuidToString(notification.SubSystem.subSystemId);
+  std::string object = id;
+  if (label) {
+    object = std::to_string(label->index);
+    if (label->name && !label->name->empty()) object += " \"" + *label->name + "\"";
+    if (label->subsystem) object += " of subsystem " + std::to_string(*label->subsystem);
+  }
   for (const NotificationWords& words : kNotifications) {
     if (words.event == event) {
-      return std::string(words.kind) + " " + id + " " + std::string(words.happened) + ".";
+      return std::string(words.kind) + " " + object + " " + std::string(words.happened) + ".";
     }
   }
   return "Notification " + std::to_string(event) + " for object type " +

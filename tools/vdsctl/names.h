@@ -3,9 +3,11 @@
 #ifndef VELA_TOOLS_VDSCTL_NAMES_H_
 #define VELA_TOOLS_VDSCTL_NAMES_H_
 
+#include <optional>
 #include <string>
 
 #include "platform/vds_types.h"
+#include "tools/vdsctl/kinds.h"
 
 namespace vdsctl {
 
@@ -43,8 +45,10 @@ std::string HResultText(HRESULT hr);
 // "0x80042405": the code as eight hex digits.
 std::string HResultHex(HRESULT hr);
 
-// "Drive {GUID} arrived." and the like, for the notifications the provider sends.
-std::string NotificationText(const VDS_NOTIFICATION& notification);
+// "LUN 3 \"Data\" of subsystem 0 arrived." for the notifications the provider sends, or
+// "LUN {GUID} arrived." for an object without a label.
+std::string NotificationText(const VDS_NOTIFICATION& notification,
+                             const std::optional<ObjectLabel>& label);
 
 }  // namespace vdsctl
 

@@ -18,6 +18,7 @@
 #include "tools/vdsctl/model.h"
 #include "tools/vdsctl/output.h"
 #include "tools/vdsctl/provider_log.h"
+#include "tools/vdsctl/size_commands.h"
 
 namespace vdsctl {
 
@@ -28,8 +29,10 @@ struct CommandContext {
   Output* output;
   AdviseSink* sink;
   const ProviderLog* providerLog;
-  bool interactive;  // standard input is a terminal
-  bool hints2;       // --hints2: create lun goes through IVdsSubSystem2::CreateLun2
+  bool interactive;     // standard input is a terminal
+  int terminal;         // where results go, when it and standard input are terminals; else -1
+  bool hints2;          // --hints2: create lun goes through IVdsSubSystem2::CreateLun2
+  bool colour = false;  // results go to a terminal and NO_COLOR is not set
 
   // The subsystem a `--subsystem TEXT` option names (number, name=, serial=, identification or
   // name); nothing when `text` is empty. A name that fits none is reported: kExitSyntax.
@@ -71,6 +74,14 @@ void AddHealthCommand(CLI::App* app, CommandTable* table);
 
 // create lun and unmask lun (provision_one_shot.cc).
 void AddProvisionCommands(CLI::App* app, CommandTable* table);
+
+// delete, name, hints, applyhints, associate, setflag, maintenance, flushcache,
+// invalidatecache, refresh, reenumerate, show enclosures (maintenance_one_shot.cc).
+void AddMaintenanceCommands(CLI::App* app, CommandTable* table);
+
+// maxsize, extend and shrink (size_one_shot.cc); the progress display that fits `output`.
+void AddSizeCommands(CLI::App* app, CommandTable* table);
+ProgressStyle ProgressStyleFor(const Output& output);
 
 // The host-side commands (multipath_one_shot.cc): lbpolicy, lbpolicies, setpathstatus; and
 // RunMultipathWords, which runs one of them, or "paths" for "list paths lun N".

@@ -9,6 +9,7 @@
 
 #include "tools/vdsctl/connection_watch.h"
 #include "tools/vdsctl/health.h"
+#include "tools/vdsctl/notices.h"
 #include "tools/vdsctl/one_shot.h"
 #include "tools/vdsctl/script_text.h"
 #include "tools/vdsctl/shell.h"
@@ -117,10 +118,15 @@ void AddShellCommand(CLI::App* app, CommandTable* table) {
       ->type_name("FILE");
   table->Add(command, [script](CommandContext& context) {
     Output* output = context.output;
-    context.sink->SetHandler([output](const VDS_NOTIFICATION& n) { output->Notification(n); });
+    NoticeBoard notices(context.model, output);
+    context.sink->SetHandler([&notices](const VDS_NOTIFICATION& n) { notices.Post(n); });
     Shell shell(context.model, context.commands, output);
     ProvisionCommands provision(context.model, output, context.hints2);
     shell.SetProvisioning(&provision);
+    MaintenanceCommands maintenance(context.model, context.commands, output, context.colour);
+    shell.SetMaintenance(&maintenance);
+    SizeCommands sizes(context.model, output, ProgressStyleFor(*output), std::cerr);
+    shell.SetSizing(&sizes);
     shell.SetProviderLog(context.providerLog);
     const std::string proxy = ProxyAddressText(ReadSessionReport(context.providerLog->ReadRun()));
     ConnectionWatch watch(
@@ -144,6 +150,11 @@ void AddShellCommand(CLI::App* app, CommandTable* table) {
         std::istringstream lines(text);
         code = shell.Run(lines, false);
       }
+#if !defined(_WIN32)
+    } else if (context.terminal >= 0) {
+      TerminalLines lines(context.terminal, output, TerminalLines::DefaultHistoryFile());
+      code = shell.Run(lines, true);
+#endif
     } else {
       code = shell.Run(std::cin, context.interactive);
     }

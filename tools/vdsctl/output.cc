@@ -75,7 +75,12 @@ void Output::Warning(const std::string& message) {
 void Output::Prompt(const std::string& prompt) {
   std::lock_guard<std::mutex> lock(mutex_);
   prompt_ = prompt;
-  out_ << prompt << std::flush;
+  if (!interject_) out_ << prompt << std::flush;
+}
+
+void Output::SetInterjector(std::function<void(const std::string&)> interject) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  interject_ = std::move(interject);
 }
 
 void Output::PromptAnswered() {
@@ -87,20 +92,29 @@ void Output::Interjection(const std::string& text) {
   std::lock_guard<std::mutex> lock(mutex_);
   if (prompt_.empty()) {
     out_ << text << std::flush;
+  } else if (interject_) {
+    interject_(text);
   } else {
     out_ << "\n" << text << prompt_ << std::flush;
   }
 }
 
-void Output::Notification(const VDS_NOTIFICATION& notification) {
+void Output::Notification(const VDS_NOTIFICATION& notification,
+                          const std::optional<ObjectLabel>& label) {
   if (json_) {
-    Document(vdsctl::Json{{"notification",
-                           {{"objectType", notification.objectType},
-                            {"ulEvent", notification.SubSystem.ulEvent},
-                            {"id", GuidToString(notification.SubSystem.subSystemId)}}}});
+    vdsctl::Json document{{"objectType", notification.objectType},
+                          {"ulEvent", notification.SubSystem.ulEvent},
+                          {"id", GuidToString(notification.SubSystem.subSystemId)}};
+    if (label) {
+      document["kind"] = KindSingular(label->kind);
+      document["index"] = label->index;
+      if (label->subsystem) document["subsystem"] = *label->subsystem;
+      document["name"] = label->name ? vdsctl::Json(*label->name) : vdsctl::Json(nullptr);
+    }
+    Document(vdsctl::Json{{"notification", std::move(document)}});
     return;
   }
-  Interjection("Notification: " + NotificationText(notification) + "\n");
+  Interjection("Notification: " + NotificationText(notification, label) + "\n");
 }
 
 }  // namespace vdsctl

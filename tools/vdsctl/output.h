@@ -5,6 +5,7 @@
 #define VELA_TOOLS_VDSCTL_OUTPUT_H_
 
 #include <atomic>
+#include <functional>
 #include <mutex>
 #include <ostream>
 #include <string>
@@ -12,6 +13,7 @@
 #include "platform/vds_types.h"
 #include "tools/vdsctl/call_error.h"
 #include "tools/vdsctl/json.h"
+#include "tools/vdsctl/kinds.h"
 
 namespace vdsctl {
 
@@ -41,8 +43,13 @@ class Output {
   // notification or a connection line goes on a line of its own and the prompt is shown again.
   void Prompt(const std::string& prompt);
   void PromptAnswered();
+  // A line editor that draws the prompt itself: Prompt only notes it, and text that arrives
+  // while it waits goes to `interject`, called under the output's lock. Null: none.
+  void SetInterjector(std::function<void(const std::string&)> interject);
 
-  void Notification(const VDS_NOTIFICATION& notification);
+  // `label`: how the listings name the object, when it is known.
+  void Notification(const VDS_NOTIFICATION& notification,
+                    const std::optional<ObjectLabel>& label = std::nullopt);
 
   // The shell's view of the provider's proxy session: a lost session is told once, and each
   // list made while it is lost is marked.
@@ -66,7 +73,8 @@ class Output {
   std::mutex mutex_;
   std::ostream& out_;   // guarded by mutex_
   std::string prompt_;  // the prompt waiting for its line, or empty; guarded by mutex_
-  std::ostream& err_;   // guarded by mutex_
+  std::function<void(const std::string&)> interject_;  // guarded by mutex_
+  std::ostream& err_;                                  // guarded by mutex_
 };
 
 }  // namespace vdsctl

@@ -9,6 +9,7 @@
 #include "platform/strings.h"
 #include "tools/vdsctl/json.h"
 #include "tools/vdsctl/names.h"
+#include "tools/vdsctl/size_commands.h"
 #include "tools/vdsctl/table.h"
 #include "tools/vdsctl/views.h"
 
@@ -187,16 +188,22 @@ bool ParseCreateLunWords(const std::vector<std::string>& words, CreateLunArgs* a
       args->hints.ulMaximumDriveCount = static_cast<ULONG>(number);
     } else if (key == "hotspare" && ParseBool(value, &flag)) {
       if (flag) args->hints.ullHintMask |= kHotSpareBit;
+    } else if (key == "pool" && ParseNumber(value, std::numeric_limits<int>::max(), &number)) {
+      args->pool = static_cast<int>(number);
     } else {
       *error = "\"" + word +
                "\" is not understood: create lun TYPE [size=N] [drives=i,j,...] "
                "[stripesize=N] [unmask=LIST] [hints=0xMASK] [mostlyreads=true|false] "
-               "[maxdrives=N] [hotspare=true].";
+               "[maxdrives=N] [hotspare=true] [pool=N].";
       return false;
     }
   }
   if (!typed) {
     *error = "create lun wants a type.";
+    return false;
+  }
+  if (args->pool && !args->drives.empty()) {
+    *error = "A LUN in a pool takes the pool's drives: pool= and drives= don't go together.";
     return false;
   }
   return true;
@@ -225,6 +232,14 @@ ExitCode ProvisionCommands::Subsystem(int index, ComPtr<IVdsSubSystem>* object) 
 ExitCode ProvisionCommands::CreateLun(int subsystem, const CreateLunArgs& args,
                                       std::optional<GUID>* created) {
   created->reset();
+  IVdsAsync* rawAsync = nullptr;
+  if (args.pool) {
+    if (ExitCode code =
+            StartCreateInPool(model_, output_, *args.pool, args, &rawAsync, &subsystem)) {
+      return code;
+    }
+    return WaitAndAnnounce(subsystem, rawAsync, created);
+  }
   ComPtr<IVdsSubSystem> object;
   if (ExitCode code = Subsystem(subsystem, &object)) return code;
   std::vector<VDS_OBJECT_ID> ids;
@@ -247,7 +262,6 @@ ExitCode ProvisionCommands::CreateLun(int subsystem, const CreateLunArgs& args,
   }
   std::u16string list = Utf8ToUtf16(args.unmask);
   VDS_HINTS hints = args.hints;
-  IVdsAsync* rawAsync = nullptr;
   HRESULT hr;
   const char* call = "IVdsSubSystem::CreateLun";
   if (hints2_) {
@@ -273,11 +287,16 @@ ExitCode ProvisionCommands::CreateLun(int subsystem, const CreateLunArgs& args,
                            static_cast<LONG>(ids.size()), list.data(), &hints, &rawAsync);
   }
   if (FAILED(hr)) return Failed(hr, call);
+  return WaitAndAnnounce(subsystem, rawAsync, created);
+}
+
+ExitCode ProvisionCommands::WaitAndAnnounce(int subsystem, IVdsAsync* rawAsync,
+                                            std::optional<GUID>* created) {
   ComPtr<IVdsAsync> async;
   async.Attach(rawAsync);
   HRESULT result = S_OK;
   VDS_ASYNC_OUTPUT out{};
-  hr = async->Wait(&result, &out);
+  HRESULT hr = async->Wait(&result, &out);
   if (FAILED(hr)) return Failed(hr, "IVdsAsync::Wait");
   if (FAILED(result)) return Failed(result, "IVdsAsync::Wait");
   ComPtr<IUnknown> lunUnknown;

@@ -23,6 +23,7 @@ struct CreateLunArgs {
   std::vector<int> drives;  // indexes as `list drives` prints them
   std::string unmask;       // as written ("*" for all)
   VDS_HINTS hints{};
+  std::optional<int> pool;  // pool=N: in that storage pool, as `list pools` numbers them
 };
 
 // Parses the words after "create lun". False with a one-line reason.
@@ -40,7 +41,8 @@ class ProvisionCommands {
   ProvisionCommands(const ProvisionCommands&) = delete;
   ProvisionCommands& operator=(const ProvisionCommands&) = delete;
 
-  // Creates the LUN in `subsystem`, waits for it, prints it; *created gets its id.
+  // Creates the LUN in `subsystem` (or in the pool args.pool names), waits for it, prints it;
+  // *created gets its id.
   ExitCode CreateLun(int subsystem, const CreateLunArgs& args, std::optional<GUID>* created);
   // IVdsLun::SetMask on LUN `index` of `subsystem`, or on the LUN with `id`.
   ExitCode Unmask(int subsystem, int index, const std::string& list);
@@ -50,6 +52,7 @@ class ProvisionCommands {
   ExitCode Failed(HRESULT hr, const char* call);
   ExitCode Subsystem(int index, ComPtr<IVdsSubSystem>* object);
   ExitCode Announce(int subsystem, const GUID& id);
+  ExitCode WaitAndAnnounce(int subsystem, IVdsAsync* rawAsync, std::optional<GUID>* created);
 
   Model* model_;
   Output* output_;

@@ -1,7 +1,5 @@
 #include "tools/vdsctl/registration.h"
 
-#include <dlfcn.h>
-
 #include <cstdlib>
 
 #include "platform/com.h"
@@ -12,6 +10,7 @@
 #include "platform/winerror.h"
 #include "provider/provider.h"
 #include "tools/vdsctl/json.h"
+#include "tools/vdsctl/module_file.h"
 #include "tools/vdsctl/names.h"
 
 namespace vdsctl {
@@ -52,8 +51,8 @@ std::string InprocServer(const std::string& classId) {
 
 // Leaves the module mapped when it says something of it still lives.
 void Unmap(void* module) {
-  auto canUnloadNow = reinterpret_cast<DllEntryFn>(dlsym(module, "DllCanUnloadNow"));
-  if (canUnloadNow == nullptr || canUnloadNow() == S_OK) dlclose(module);
+  auto canUnloadNow = reinterpret_cast<DllEntryFn>(ModuleFileEntry(module, "DllCanUnloadNow"));
+  if (canUnloadNow == nullptr || canUnloadNow() == S_OK) CloseModuleFile(module);
 }
 
 bool Matches(const RegisteredProvider& entry, const std::string& wanted) {
@@ -97,13 +96,10 @@ std::vector<RegisteredProvider> RegisteredProviders() {
 }
 
 bool ModuleLoads(const std::string& modulePath, const GUID& classId, std::string* why) {
-  void* module = dlopen(modulePath.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (module == nullptr) {
-    const char* text = dlerror();
-    *why = text != nullptr ? text : "the module cannot be loaded";
-    return false;
-  }
-  auto getClassObject = reinterpret_cast<DllGetClassObjectFn>(dlsym(module, "DllGetClassObject"));
+  void* module = OpenModuleFile(modulePath, why);
+  if (module == nullptr) return false;
+  auto getClassObject =
+      reinterpret_cast<DllGetClassObjectFn>(ModuleFileEntry(module, "DllGetClassObject"));
   bool loads = false;
   if (getClassObject == nullptr) {
     *why = "the module has no DllGetClassObject";
@@ -123,16 +119,15 @@ bool ModuleLoads(const std::string& modulePath, const GUID& classId, std::string
 
 ExitCode RunRegistration(const std::string& modulePath, bool unregister, Output* output) {
   const char* entryName = unregister ? "DllUnregisterServer" : "DllRegisterServer";
-  void* module = dlopen(modulePath.c_str(), RTLD_NOW | RTLD_LOCAL);
+  std::string why;
+  void* module = OpenModuleFile(modulePath, &why);
   if (module == nullptr) {
-    const char* text = dlerror();
-    output->Problem("Cannot load the module " + modulePath + ": " +
-                    (text != nullptr ? text : "unknown loader error") + ".");
+    output->Problem("Cannot load the module " + modulePath + ": " + why + ".");
     return kExitServiceFailure;
   }
-  auto entry = reinterpret_cast<DllEntryFn>(dlsym(module, entryName));
+  auto entry = reinterpret_cast<DllEntryFn>(ModuleFileEntry(module, entryName));
   if (entry == nullptr) {
-    dlclose(module);
+    CloseModuleFile(module);
     output->Problem(modulePath + " is not a provider module: it has no " + entryName + ".");
     return kExitServiceFailure;
   }

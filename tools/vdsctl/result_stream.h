@@ -39,6 +39,8 @@ class ResultStream {
   ResultStream& operator=(const ResultStream&) = delete;
 
   std::ostream& Out() { return out_; }
+  // The descriptor that results go to.
+  int Fd() const { return fd_; }
 
  private:
   int fd_;

@@ -14,12 +14,14 @@ Shell::Shell(Model* model, Commands* commands, Output* output)
     : model_(model), commands_(commands), output_(output) {}
 
 ExitCode Shell::Run(std::istream& in, bool interactive) {
+  StreamLines lines(in, output_, interactive);
+  return Run(lines, interactive);
+}
+
+ExitCode Shell::Run(LineSource& lines, bool interactive) {
   std::string line;
   for (int number = 1;; ++number) {
-    if (interactive) output_->Prompt("VDSCTL> ");
-    const bool read = static_cast<bool>(std::getline(in, line));
-    if (interactive) output_->PromptAnswered();
-    if (!read) break;
+    if (!lines.Read("VDSCTL> ", &line)) break;
     // A script saved with a byte order mark: the mark is no part of its first command.
     if (number == 1 && line.rfind("\xEF\xBB\xBF", 0) == 0) line.erase(0, 3);
     bool exit = false;
@@ -47,11 +49,43 @@ ExitCode Shell::Execute(const std::string& line, bool* exit) {
 }
 
 ExitCode Shell::ExecuteOne(const std::string& line, bool* exit) {
-  if (provision_ != nullptr) {
+  std::vector<std::string> words;
+  {
     std::istringstream in(line);
-    std::vector<std::string> words;
     for (std::string word; in >> word;) words.push_back(word);
+  }
+  if (provision_ != nullptr) {
     if (std::optional<ExitCode> code = Provision(words)) return *code;
+  }
+  if (maintenance_ != nullptr) {
+    MaintenanceRequest request;
+    std::string error;
+    switch (ParseMaintenanceWords(words, true, &request, &error)) {
+      case ParseOutcome::kNotMine:
+        break;
+      case ParseOutcome::kBad:
+        output_->Problem(error);
+        return kExitSyntax;
+      case ParseOutcome::kParsed: {
+        std::optional<int> subsystem;
+        if (ExitCode code = ScopeSubsystem(&subsystem)) return code;
+        return maintenance_->Run(request, subsystem,
+                                 request.kind ? Focus(*request.kind) : std::nullopt);
+      }
+    }
+  }
+  if (sizes_ != nullptr) {
+    SizeArgs args;
+    std::string error;
+    if (std::optional<bool> parsed = ParseSizeWords(words, &args, &error)) {
+      if (!*parsed) {
+        output_->Problem(error);
+        return kExitSyntax;
+      }
+      std::optional<int> subsystem;
+      if (ExitCode code = ScopeSubsystem(&subsystem)) return code;
+      return sizes_->Run(subsystem.value_or(0), args);
+    }
   }
   ShellCommand command;
   std::string error;

@@ -12,9 +12,12 @@
 
 #include "platform/guid.h"
 #include "tools/vdsctl/commands.h"
+#include "tools/vdsctl/line_source.h"
+#include "tools/vdsctl/maintenance_commands.h"
 #include "tools/vdsctl/provider_log.h"
 #include "tools/vdsctl/provision_commands.h"
 #include "tools/vdsctl/shell_syntax.h"
+#include "tools/vdsctl/size_commands.h"
 
 namespace vdsctl {
 
@@ -28,6 +31,7 @@ class Shell {
   // a failed command does not end the session. A script stops at its first failure and gives
   // that command's exit code.
   ExitCode Run(std::istream& in, bool interactive);
+  ExitCode Run(LineSource& lines, bool interactive);
 
   // The provider's log, so that a refresh that empties the tree can say why. Optional.
   void SetProviderLog(const ProviderLog* log) { log_ = log; }
@@ -38,6 +42,12 @@ class Shell {
 
   // Enables "create lun ..." and "unmask [lun N] all|none|LIST" (on the selected LUN).
   void SetProvisioning(ProvisionCommands* provision) { provision_ = provision; }
+  // Enables delete, name, hints, applyhints, associate, setflag, maintenance, flushcache,
+  // invalidatecache and reenumerate (provider, subsystem N); without a number they work on the
+  // selected object.
+  void SetMaintenance(MaintenanceCommands* maintenance) { maintenance_ = maintenance; }
+  // Enables "maxsize ...", "extend lun N ..." and "shrink lun N ...".
+  void SetSizing(SizeCommands* sizes) { sizes_ = sizes; }
 
  private:
   static constexpr size_t kKinds = 7;
@@ -61,6 +71,8 @@ class Shell {
   Output* output_;
   const ProviderLog* log_ = nullptr;
   ProvisionCommands* provision_ = nullptr;
+  MaintenanceCommands* maintenance_ = nullptr;
+  SizeCommands* sizes_ = nullptr;
   std::array<std::optional<GUID>, kKinds> focus_;  // selected object of each kind
   std::optional<Kind> last_;                       // kind of the latest selection
 };

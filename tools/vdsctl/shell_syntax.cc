@@ -125,6 +125,13 @@ std::string ShellHelpText() {
          "refresh provider      have the provider read the arrays again\n"
          "reenumerate subsystems|drives\n"
          "                      have the provider look for new subsystems or drives\n"
+         "reenumerate provider|subsystem N\n"
+         "                      the same for the provider, or for one subsystem\n"
+         "delete|name|hints|applyhints|associate lun [N] ...\n"
+         "setflag|maintenance drive [N] ...\n"
+         "maintenance|flushcache|invalidatecache controller [N] ...\n"
+         "                      change the object named, or the selected one\n"
+         "show enclosures       each enclosure as a grid of slots\n"
          "health                every object that is not online and healthy\n"
          "help                  show this text\n"
          "exit                  leave the shell\n";

@@ -1,0 +1,517 @@
+// Maximum sizes, Extend with its async Wait, and creation in storage pools against tidegate-sim:
+// the answers, and the requests that reached the proxy (from the simulator's request journal).
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "objects/subsystem.h"
+#include "platform/clock.h"
+#include "platform/osversion.h"
+#include "provider/provider.h"
+#include "provisioning/utility.h"
+#include "proxy/byte_order.h"
+#include "proxy/wire_format.h"
+#include "tests/provider/sim_fixture.h"
+
+namespace {
+
+constexpr ULONGLONG kMiB = 1ULL << 20;
+constexpr ULONGLONG kGiB = 1ULL << 30;
+// Offsets in an EXPAND_PART payload: the body starts at 0x10.
+constexpr size_t kEpBlocks = 0x10 + 0x8, kEpVdiskSerial = 0x10 + 0x31, kEpPartSerial = 0x10 + 0x51;
+
+struct Request {
+  uint32_t opcode;
+  std::vector<uint8_t> bytes;
+
+  uint64_t Be64(size_t at) const { return get_be64_lowfirst(bytes.data() + at); }
+  bool Zero(size_t at, size_t n) const {
+    for (size_t i = 0; i < n; ++i) {
+      if (bytes[at + i] != 0) return false;
+    }
+    return true;
+  }
+};
+
+class ExtendTest : public SimProviderTest {
+ protected:
+  void SetUp() override {
+    SimProviderTest::SetUp();
+    ResetNewNamesForTesting();
+    SetOsVersionForTesting(6, 1);
+    Options = 0;
+  }
+  void TearDown() override {
+    subSystem_.Reset();
+    SimProviderTest::TearDown();
+  }
+
+  void Start() {
+    StartSimulator("default.json");
+    ASSERT_EQ(Load(), S_OK);
+    IEnumVdsObject* list = nullptr;
+    ASSERT_EQ(provider_->QuerySubSystems(&list), S_OK);
+    IUnknown* unknown = nullptr;
+    ULONG fetched = 0;
+    ASSERT_EQ(list->Next(1, &unknown, &fetched), S_OK);
+    IVdsSubSystem* subSystem = nullptr;
+    ASSERT_EQ(unknown->QueryInterface(IID_IVdsSubSystem, reinterpret_cast<void**>(&subSystem)),
+              S_OK);
+    subSystem_.Attach(subSystem);
+    unknown->Release();
+    list->Release();
+    IEnumVdsObject* drives = nullptr;
+    ASSERT_EQ(subSystem_->QueryDrives(&drives), S_OK);
+    while (drives->Next(1, &unknown, &fetched) == S_OK && fetched == 1) {
+      IVdsDrive* drive = nullptr;
+      unknown->QueryInterface(IID_IVdsDrive, reinterpret_cast<void**>(&drive));
+      VDS_DRIVE_PROP prop{};
+      drive->GetProperties(&prop);
+      drives_.push_back(prop);
+      CoTaskMemFree(prop.pwszFriendlyName);
+      CoTaskMemFree(prop.pwszIdentification);
+      drive->Release();
+      unknown->Release();
+    }
+    drives->Release();
+    Journal();
+  }
+
+  std::vector<Request> Journal() {
+    const std::string text = simulator_->Admin("journal");
+    simulator_->Admin("journal clear");
+    std::vector<Request> out;
+    for (const auto& entry : nlohmann::json::parse(text)) {
+      Request request{entry["opcode"].get<uint32_t>(), {}};
+      const std::string hex = entry["request"].get<std::string>();
+      for (size_t i = 0; i + 1 < hex.size(); i += 2) {
+        request.bytes.push_back(static_cast<uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+      }
+      out.push_back(std::move(request));
+    }
+    return out;
+  }
+  static std::vector<Request> Only(const std::vector<Request>& requests, uint32_t opcode) {
+    std::vector<Request> out;
+    for (const Request& request : requests) {
+      if (request.opcode == opcode) out.push_back(request);
+    }
+    return out;
+  }
+  // Lets the event monitor see what changed, runs the refresh, then forgets what it sent.
+  void Settle() {
+    Sleep(30000);
+    IEnumVdsObject* list = nullptr;
+    if (subSystem_->QueryLuns(&list) == S_OK) list->Release();
+    Journal();
+  }
+
+  std::vector<VDS_OBJECT_ID> Ids(const std::vector<int>& drives) {
+    std::vector<VDS_OBJECT_ID> ids;
+    for (int n : drives) ids.push_back(drives_.at(static_cast<size_t>(n)).id);
+    return ids;
+  }
+
+  ComPtr<IVdsLun> Create(VDS_LUN_TYPE type, ULONGLONG size, const std::vector<int>& drives) {
+    std::vector<VDS_OBJECT_ID> ids = Ids(drives);
+    VDS_HINTS hints{};
+    std::u16string none;
+    IVdsAsync* async = nullptr;
+    ComPtr<IVdsLun> lun;
+    EXPECT_EQ(subSystem_->CreateLun(type, size, ids.empty() ? nullptr : ids.data(),
+                                    static_cast<LONG>(ids.size()), none.data(), &hints, &async),
+              S_OK);
+    if (async == nullptr) return lun;
+    HRESULT result = E_FAIL;
+    VDS_ASYNC_OUTPUT out{};
+    EXPECT_EQ(async->Wait(&result, &out), S_OK);
+    async->Release();
+    IVdsLun* raw = nullptr;
+    out.cl.pLunUnk->QueryInterface(IID_IVdsLun, reinterpret_cast<void**>(&raw));
+    out.cl.pLunUnk->Release();
+    lun.Attach(raw);
+    Settle();
+    return lun;
+  }
+
+  static ULONGLONG Size(IVdsLun* lun) {
+    VDS_LUN_PROP prop{};
+    EXPECT_EQ(lun->GetProperties(&prop), S_OK);
+    CoTaskMemFree(prop.pwszFriendlyName);
+    CoTaskMemFree(prop.pwszIdentification);
+    CoTaskMemFree(prop.pwszUnmaskingList);
+    return prop.ullSize;
+  }
+
+  HRESULT MaxCreate(VDS_LUN_TYPE type, const std::vector<int>& drives, ULONGLONG* size,
+                    VDS_HINTS hints = {}) {
+    std::vector<VDS_OBJECT_ID> ids = Ids(drives);
+    *size = ~0ULL;
+    return subSystem_->QueryMaxLunCreateSize(type, ids.empty() ? nullptr : ids.data(),
+                                             static_cast<LONG>(ids.size()), &hints, size);
+  }
+  static HRESULT MaxExtend(IVdsLun* lun, std::vector<VDS_OBJECT_ID> ids, ULONGLONG* size) {
+    return lun->QueryMaxLunExtendSize(ids.empty() ? nullptr : ids.data(),
+                                      static_cast<LONG>(ids.size()), size);
+  }
+  // Extend, then Wait; the Wait's result in *waited.
+  static HRESULT Extend(IVdsLun* lun, ULONGLONG bytes, std::vector<VDS_OBJECT_ID> ids,
+                        HRESULT* waited = nullptr) {
+    IVdsAsync* async = nullptr;
+    const HRESULT hr = lun->Extend(bytes, ids.empty() ? nullptr : ids.data(),
+                                   static_cast<LONG>(ids.size()), &async);
+    if (FAILED(hr)) {
+      EXPECT_EQ(async, nullptr);
+      return hr;
+    }
+    HRESULT result = E_FAIL;
+    VDS_ASYNC_OUTPUT out{};
+    const HRESULT wait = async->Wait(&result, &out);
+    if (waited != nullptr) *waited = wait;
+    EXPECT_EQ(result, S_OK);
+    EXPECT_EQ(out.type, VDS_ASYNCOUT_EXTENDLUN);
+    EXPECT_EQ(out.cl.pLunUnk != nullptr, true);
+    if (out.cl.pLunUnk != nullptr) out.cl.pLunUnk->Release();
+    async->Release();
+    return hr;
+  }
+
+  ComPtr<IVdsSubSystem> subSystem_;
+  std::vector<VDS_DRIVE_PROP> drives_;  // list order: 12 SAS, 8 SATA, 4 SSD
+};
+
+TEST_F(ExtendTest, MaxCreateSizeByDrivesTypesAndExistingVdisks) {
+  Start();
+  const ULONGLONG sas = drives_[0].ullSize;
+  const ULONGLONG sata = drives_[12].ullSize;
+  ULONGLONG size = 0;
+  // Named free drives: a new vdisk of them.
+  ASSERT_EQ(MaxCreate(VDS_LT_RAID5, {0, 1, 2}, &size), S_OK);
+  EXPECT_EQ(size, ROUND_DOWN_TO_MB_BOUNDARY(2 * sas));
+  ASSERT_EQ(MaxCreate(VDS_LT_MIRROR, {0, 1}, &size), S_OK);
+  EXPECT_EQ(size, ROUND_DOWN_TO_MB_BOUNDARY(sas));
+  // No drives: the group of the largest total, the eight SATA drives.
+  ASSERT_EQ(MaxCreate(VDS_LT_RAID5, {}, &size), S_OK);
+  EXPECT_EQ(size, ROUND_DOWN_TO_MB_BOUNDARY(7 * sata));
+  // Counts that can't make the type answer 0 with success.
+  ASSERT_EQ(MaxCreate(VDS_LT_PARITY, {0, 1}, &size), S_OK);
+  EXPECT_EQ(size, 0u);
+  ASSERT_EQ(MaxCreate(VDS_LT_RAID10, {0, 1}, &size), S_OK);
+  EXPECT_EQ(size, 0u);
+  // Refusals.
+  EXPECT_EQ(MaxCreate(VDS_LT_SPAN, {}, &size), E_INVALIDARG);
+  EXPECT_EQ(MaxCreate(static_cast<VDS_LUN_TYPE>(15), {}, &size), E_INVALIDARG);
+  EXPECT_EQ(MaxCreate(VDS_LT_RAID5, {0, 12}, &size), VDS_E_NOT_SUPPORTED) << "mixed types";
+  EXPECT_EQ(
+      MaxCreate(VDS_LT_RAID5, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}, &size),
+      VDS_E_NOT_SUPPORTED)
+      << "seventeen drives";
+  VDS_HINTS hints{};
+  EXPECT_EQ(subSystem_->QueryMaxLunCreateSize(VDS_LT_RAID5, nullptr, 2, &hints, &size),
+            E_INVALIDARG);
+  EXPECT_EQ(subSystem_->QueryMaxLunCreateSize(VDS_LT_RAID5, nullptr, 0, nullptr, &size),
+            E_INVALIDARG);
+  EXPECT_TRUE(Only(Journal(), GET_CONTROLLER).empty()) << "free drives need no fetch";
+
+  // Drives of a vdisk: the room left in it, asked once of the controller.
+  ComPtr<IVdsLun> lun = Create(VDS_LT_RAID5, 10 * kGiB, {0, 1, 2});
+  ASSERT_TRUE(lun);
+  ULONGLONG room = 0;
+  ASSERT_EQ(MaxExtend(lun.Get(), Ids({0, 1, 2}), &room), S_OK);
+  EXPECT_GT(room, 100 * kGiB);
+  EXPECT_EQ(room % kMiB, 0u);
+  Journal();
+  ASSERT_EQ(MaxCreate(VDS_LT_RAID5, {0, 1, 2}, &size), S_OK);
+  EXPECT_EQ(size, room);
+  EXPECT_EQ(Only(Journal(), GET_CONTROLLER).size(), 1u);
+  // Partly in use: nothing fits them.
+  EXPECT_EQ(MaxCreate(VDS_LT_RAID5, {0, 1, 3}, &size), VDS_E_DEVICE_IN_USE);
+  // With no drives the larger of a new vdisk and the room in an existing one.
+  ASSERT_EQ(MaxCreate(VDS_LT_RAID5, {}, &size), S_OK);
+  EXPECT_EQ(size, ROUND_DOWN_TO_MB_BOUNDARY(7 * sata));
+  // The second form converts its hints and answers the same.
+  VDS_HINTS2 hints2{};
+  ULONGLONG size2 = 0;
+  IVdsSubSystem2* second = nullptr;
+  ASSERT_EQ(subSystem_->QueryInterface(IID_IVdsSubSystem2, reinterpret_cast<void**>(&second)),
+            S_OK);
+  EXPECT_EQ(second->QueryMaxLunCreateSize2(VDS_LT_RAID5, nullptr, 0, &hints2, &size2), S_OK);
+  EXPECT_EQ(size2, size);
+  second->Release();
+}
+
+TEST_F(ExtendTest, MaxExtendSizeByLevel) {
+  Start();
+  ComPtr<IVdsLun> raid5 = Create(VDS_LT_RAID5, 10 * kGiB, {0, 1, 2});
+  ComPtr<IVdsLun> simple = Create(VDS_LT_SIMPLE, 10 * kGiB, {3});
+  ComPtr<IVdsLun> mirror = Create(VDS_LT_MIRROR, 10 * kGiB, {4, 5});
+  ASSERT_TRUE(raid5 && simple && mirror);
+  ULONGLONG room = 0, withDrives = 0, named = 0;
+  ASSERT_EQ(MaxExtend(raid5.Get(), Ids({0, 1, 2}), &room), S_OK);
+  ASSERT_GT(room, 0u);
+  // No drives named: four of the free SAS drives, each at the vdisk's smallest member.
+  ASSERT_EQ(MaxExtend(raid5.Get(), {}, &withDrives), S_OK);
+  ASSERT_EQ(MaxExtend(raid5.Get(), Ids({6}), &named), S_OK);
+  const ULONGLONG perDrive = named - room;
+  EXPECT_GT(perDrive, 100 * kGiB);
+  // Each step rounds to whole MiB.
+  EXPECT_LE(withDrives, room + 4 * perDrive + 4 * kMiB);
+  EXPECT_GE(withDrives + 4 * kMiB, room + 4 * perDrive);
+  // A simple LUN and a mirror grow only within their vdisk.
+  ULONGLONG simpleRoom = 0;
+  ASSERT_EQ(MaxExtend(simple.Get(), {}, &simpleRoom), S_OK);
+  EXPECT_GT(simpleRoom, 0u);
+  ASSERT_EQ(MaxExtend(simple.Get(), Ids({6}), &named), S_OK);
+  EXPECT_GT(named, simpleRoom) << "the query adds a named drive, though Extend would refuse it";
+  ASSERT_EQ(MaxExtend(mirror.Get(), Ids({6, 7}), &named), S_OK);
+  ULONGLONG mirrorRoom = 0;
+  ASSERT_EQ(MaxExtend(mirror.Get(), {}, &mirrorRoom), S_OK);
+  EXPECT_EQ(named, mirrorRoom) << "RAID 1 doesn't grow by drives";
+  // Refusals.
+  EXPECT_EQ(MaxExtend(raid5.Get(), Ids({12}), &named), VDS_E_NOT_SUPPORTED) << "another type";
+  EXPECT_EQ(raid5->QueryMaxLunExtendSize(nullptr, 1, &named), E_INVALIDARG);
+  VDS_OBJECT_ID id = drives_[6].id;
+  EXPECT_EQ(raid5->QueryMaxLunExtendSize(&id, -1, &named), E_INVALIDARG);
+  EXPECT_EQ(raid5->QueryMaxLunExtendSize(nullptr, 0, nullptr), E_INVALIDARG);
+  // Shrink refuses, legal or not.
+  IVdsAsync* async = nullptr;
+  EXPECT_EQ(raid5->Shrink(kGiB, &async), VDS_E_NOT_SUPPORTED);
+  EXPECT_EQ(raid5->Shrink(0, &async), E_INVALIDARG);
+  EXPECT_EQ(raid5->Shrink(10 * kGiB, &async), E_INVALIDARG);
+  EXPECT_EQ(raid5->Shrink(kGiB, nullptr), E_POINTER);
+  EXPECT_EQ(async, nullptr);
+  const std::vector<Request> sent = Journal();
+  EXPECT_TRUE(Only(sent, EXPAND_ARRAY).empty() && Only(sent, EXPAND_PART).empty());
+}
+
+TEST_F(ExtendTest, ExtendWithinTheVdiskAndTheRetryRounds) {
+  Start();
+  ComPtr<IVdsLun> lun = Create(VDS_LT_RAID5, 10 * kGiB, {0, 1, 2});
+  ASSERT_TRUE(lun);
+  // 1 byte is a whole MiB; one expand_part, the vdisk serial filled in its first round.
+  ASSERT_EQ(Extend(lun.Get(), 1, {}), S_OK);
+  EXPECT_EQ(Size(lun.Get()), 10 * kGiB + kMiB);
+  std::vector<Request> sent = Journal();
+  EXPECT_TRUE(Only(sent, EXPAND_ARRAY).empty());
+  std::vector<Request> parts = Only(sent, EXPAND_PART);
+  ASSERT_EQ(parts.size(), 1u);
+  EXPECT_EQ(parts[0].Be64(kEpBlocks), (10 * kGiB + kMiB) >> 9);
+  EXPECT_FALSE(parts[0].Zero(kEpVdiskSerial, 32));
+  EXPECT_FALSE(parts[0].Zero(kEpPartSerial, 13));
+
+  // A reply lost after the controller grew the partition: the later rounds are refused (the
+  // partition has that size), alternating the two forms of the request, and the refusal in the
+  // last round reads as done.
+  simulator_->Admin("fault next 1 status=7 " + std::to_string(EXPAND_PART));
+  ASSERT_EQ(Extend(lun.Get(), kGiB, {}), S_OK);
+  parts = Only(Journal(), EXPAND_PART);
+  ASSERT_EQ(parts.size(), 20u);
+  for (size_t i = 0; i < parts.size(); ++i) {
+    EXPECT_EQ(parts[i].Zero(kEpVdiskSerial, 32), i % 2 == 1) << "round " << i;
+    EXPECT_EQ(parts[i].Be64(kEpBlocks), (11 * kGiB + kMiB) >> 9);
+  }
+  EXPECT_EQ(Size(lun.Get()), 11 * kGiB + kMiB);
+  Settle();
+  EXPECT_EQ(Size(lun.Get()), 11 * kGiB + kMiB);
+
+  // Refusals before anything is sent.
+  IVdsAsync* async = nullptr;
+  EXPECT_EQ(lun->Extend(kGiB, nullptr, 1, &async), E_POINTER);
+  EXPECT_EQ(Extend(lun.Get(), 0, Ids({3, 12})), VDS_E_NOT_SUPPORTED) << "mixed";
+  EXPECT_EQ(Extend(lun.Get(), 0, Ids({3, 4, 5, 6, 7})), VDS_E_NOT_SUPPORTED) << "five";
+  EXPECT_EQ(Extend(lun.Get(), 0, Ids({0})), VDS_E_DEVICE_IN_USE) << "a member";
+  EXPECT_EQ(Extend(lun.Get(), 0, Ids({3, 3})), VDS_E_NOT_ENOUGH_DRIVE) << "one drive named twice";
+  EXPECT_EQ(Extend(lun.Get(), ~0ULL, {}), VDS_E_NOT_SUPPORTED) << "near 2^64";
+  sent = Journal();
+  EXPECT_TRUE(Only(sent, EXPAND_ARRAY).empty() && Only(sent, EXPAND_PART).empty());
+}
+
+TEST_F(ExtendTest, ExtendByDrivesWaitsForTheJob) {
+  Start();
+  ComPtr<IVdsLun> lun = Create(VDS_LT_RAID5, 10 * kGiB, {0, 1, 2});
+  ComPtr<IVdsLun> other = Create(VDS_LT_RAID5, 10 * kGiB, {6, 7, 8});
+  ASSERT_TRUE(lun && other);
+  ULONGLONG room = 0;
+  ASSERT_EQ(MaxExtend(lun.Get(), Ids({0, 1, 2}), &room), S_OK);
+  // Slow enough that the real time the calls below take (which the scaled clock multiplies) leaves
+  // the job running.
+  simulator_->Admin("job rate 0.05");
+
+  IVdsAsync* async = nullptr;
+  const ULONGLONG grow = room + 50 * kGiB;
+  std::vector<VDS_OBJECT_ID> ids = Ids({3});
+  ASSERT_EQ(lun->Extend(grow, ids.data(), 1, &async), S_OK);
+  std::vector<Request> sent = Journal();
+  ASSERT_EQ(Only(sent, EXPAND_ARRAY).size(), 1u);
+  EXPECT_TRUE(Only(sent, EXPAND_PART).empty()) << "the partition grows after the job";
+  // The job runs: its percentage rises, below 100.
+  HRESULT result = E_FAIL;
+  ULONG first = 0, second = 0;
+  ASSERT_EQ(async->QueryStatus(&result, &first), S_OK);
+  ASSERT_EQ(async->Cancel(), E_NOTIMPL);
+
+  // Meanwhile: another expansion on the same controller, and on the same vdisk, wait their turn.
+  EXPECT_EQ(Extend(other.Get(), 0, Ids({9})), VDS_E_ANOTHER_CALL_IN_PROGRESS);
+  EXPECT_EQ(Extend(lun.Get(), 0, Ids({4})), VDS_E_ANOTHER_CALL_IN_PROGRESS);
+  simulator_->Admin("job rate 2");  // a faster rate applies from now on
+  ASSERT_EQ(async->QueryStatus(&result, &second), S_OK);
+  EXPECT_LT(first, 100u);
+  EXPECT_GE(second, first);
+  EXPECT_LT(second, 100u);
+  Journal();
+
+  VDS_ASYNC_OUTPUT out{};
+  ASSERT_EQ(async->Wait(&result, &out), S_OK);
+  EXPECT_EQ(result, S_OK);
+  ASSERT_NE(out.cl.pLunUnk, nullptr);
+  out.cl.pLunUnk->Release();
+  sent = Journal();
+  // The poll: a request per 2 s of the job's remaining 50 s or less (the exchanges take time of
+  // their own on the scaled clock).
+  EXPECT_GE(Only(sent, GET_PERCENT_COMPLETED).size(), 3u) << "the poll";
+  std::vector<Request> parts = Only(sent, EXPAND_PART);
+  ASSERT_EQ(parts.size(), 1u);
+  EXPECT_EQ(parts[0].Be64(kEpBlocks), (10 * kGiB + grow) >> 9);
+  EXPECT_EQ(Size(lun.Get()), 10 * kGiB + grow);
+  // Done: the status reads 100 and a second Wait sends nothing.
+  ULONG done = 0;
+  ASSERT_EQ(async->QueryStatus(&result, &done), S_OK);
+  EXPECT_EQ(done, 100u);
+  ASSERT_EQ(async->Wait(&result, &out), S_OK);
+  if (out.cl.pLunUnk != nullptr) out.cl.pLunUnk->Release();
+  EXPECT_TRUE(Only(Journal(), EXPAND_PART).empty());
+  async->Release();
+  // The tree shows the fourth member after the refresh.
+  Settle();
+  EXPECT_EQ(Size(lun.Get()), 10 * kGiB + grow);
+
+  // No size and no drives: the smallest number of free drives that covers it is found.
+  simulator_->Admin("job rate 50");
+  ASSERT_EQ(MaxExtend(lun.Get(), Ids({0, 1, 2, 3}), &room), S_OK);
+  ASSERT_EQ(Extend(lun.Get(), room + 1, {}), S_OK);
+  sent = Journal();
+  ASSERT_EQ(Only(sent, EXPAND_ARRAY).size(), 1u);
+  EXPECT_EQ(Only(sent, EXPAND_PART).size(), 1u);
+  Settle();
+
+  // A percent query that fails reads as done: the rounds run while the job still runs, each is
+  // refused, and the refusal of the last reads as done. The next refresh shows the real size.
+  const ULONGLONG before = Size(lun.Get());
+  simulator_->Admin("job rate 0.05");
+  std::vector<VDS_OBJECT_ID> fifth = Ids({5});
+  ASSERT_EQ(lun->Extend(0, fifth.data(), 1, &async), S_OK);
+  Journal();
+  simulator_->Admin("fault next 1 status=7 " + std::to_string(GET_PERCENT_COMPLETED));
+  ASSERT_EQ(async->Wait(&result, &out), S_OK);
+  if (out.cl.pLunUnk != nullptr) out.cl.pLunUnk->Release();
+  async->Release();
+  sent = Journal();
+  EXPECT_EQ(Only(sent, GET_PERCENT_COMPLETED).size(), 1u);
+  EXPECT_EQ(Only(sent, EXPAND_PART).size(), 20u);
+  EXPECT_GT(Size(lun.Get()), before) << "taken as grown";
+  Settle();
+  EXPECT_EQ(Size(lun.Get()), before) << "the array's real state";
+}
+
+TEST_F(ExtendTest, CreationAndSizesInStoragePools) {
+  Start();
+  auto pools = [&] {
+    std::vector<ComPtr<IVdsStoragePool>> out;
+    IEnumVdsObject* list = nullptr;
+    EXPECT_EQ(provider_->QueryStoragePools(0, 0, nullptr, &list), S_OK);
+    IUnknown* unknown = nullptr;
+    ULONG fetched = 0;
+    while (list != nullptr && list->Next(1, &unknown, &fetched) == S_OK && fetched == 1) {
+      IVdsStoragePool* pool = nullptr;
+      unknown->QueryInterface(IID_IVdsStoragePool, reinterpret_cast<void**>(&pool));
+      ComPtr<IVdsStoragePool> held;
+      held.Attach(pool);
+      out.push_back(held);
+      unknown->Release();
+    }
+    if (list != nullptr) list->Release();
+    return out;
+  };
+  auto prop = [](IVdsStoragePool* pool) {
+    VDS_STORAGE_POOL_PROP p{};
+    EXPECT_EQ(pool->GetProperties(&p), S_OK);
+    CoTaskMemFree(p.pwszName);
+    CoTaskMemFree(p.pwszDescription);
+    return p;
+  };
+  std::vector<ComPtr<IVdsStoragePool>> list = pools();
+  ASSERT_EQ(list.size(), 3u) << "SATA, SAS and SSD";
+  ComPtr<IVdsStoragePool> sas;
+  for (const auto& pool : list) {
+    VDS_STORAGE_POOL_PROP p = prop(pool.Get());
+    if (p.ullTotalManagedSpace == 12 * drives_[0].ullSize) sas = pool;
+  }
+  ASSERT_TRUE(sas);
+  VDS_HINTS2 hints{};
+  ULONGLONG size = 0;
+  // The primordial pool's size is that of all its free drives.
+  ASSERT_EQ(provider_->QueryMaxLunCreateSizeInStoragePool(VDS_LT_RAID5, prop(sas.Get()).id, &hints,
+                                                          &size),
+            S_OK);
+  EXPECT_EQ(size, ROUND_DOWN_TO_MB_BOUNDARY(11 * drives_[0].ullSize));
+  // Creation there makes a vdisk of its free drives.
+  std::u16string none;
+  IVdsAsync* async = nullptr;
+  ASSERT_EQ(provider_->CreateLunInStoragePool(VDS_LT_RAID5, 10 * kGiB, prop(sas.Get()).id,
+                                              none.data(), &hints, &async),
+            S_OK);
+  HRESULT result = E_FAIL;
+  VDS_ASYNC_OUTPUT out{};
+  ASSERT_EQ(async->Wait(&result, &out), S_OK);
+  out.cl.pLunUnk->Release();
+  async->Release();
+  std::vector<Request> sent = Journal();
+  ASSERT_EQ(Only(sent, CREATE_ARRAY).size(), 1u);
+  EXPECT_EQ(get_be32(Only(sent, CREATE_ARRAY)[0].bytes.data() + 0x230), 12u) << "all twelve";
+  Settle();
+  // The new vdisk's pool takes the next LUN as a partition, of its type when none is given.
+  ComPtr<IVdsStoragePool> vdiskPool;
+  for (const auto& pool : pools()) {
+    if (prop(pool.Get()).type == VDS_SPT_CONCRETE) vdiskPool = pool;
+  }
+  ASSERT_TRUE(vdiskPool);
+  ASSERT_EQ(provider_->QueryMaxLunCreateSizeInStoragePool(VDS_LT_SIMPLE, prop(vdiskPool.Get()).id,
+                                                          &hints, &size),
+            S_OK);
+  EXPECT_EQ(size, prop(vdiskPool.Get()).ullRemainingFreeSpace);
+  ASSERT_EQ(provider_->CreateLunInStoragePool(VDS_LT_DEFAULT, kGiB, prop(vdiskPool.Get()).id,
+                                              none.data(), &hints, &async),
+            S_OK);
+  ASSERT_EQ(async->Wait(&result, &out), S_OK);
+  out.cl.pLunUnk->Release();
+  async->Release();
+  sent = Journal();
+  EXPECT_TRUE(Only(sent, CREATE_ARRAY).empty());
+  EXPECT_EQ(Only(sent, ADD_ARRAY_PART).size(), 1u);
+  Settle();
+  // No drive left in the primordial pool: refused, nothing sent.
+  EXPECT_EQ(provider_->CreateLunInStoragePool(VDS_LT_RAID5, kGiB, prop(sas.Get()).id, none.data(),
+                                              &hints, &async),
+            VDS_E_NOT_ENOUGH_DRIVE);
+  EXPECT_EQ(provider_->QueryMaxLunCreateSizeInStoragePool(VDS_LT_RAID5, prop(sas.Get()).id, &hints,
+                                                          &size),
+            VDS_E_NOT_ENOUGH_DRIVE);
+  EXPECT_EQ(provider_->QueryMaxLunCreateSizeInStoragePool(VDS_LT_RAID5, GUID{}, &hints, &size),
+            VDS_E_OBJECT_NOT_FOUND);
+  sent = Journal();
+  EXPECT_TRUE(Only(sent, CREATE_ARRAY).empty() && Only(sent, ADD_ARRAY_PART).empty());
+  // Without pools both calls refuse.
+  Options = kOptionNoStoragePools;
+  EXPECT_EQ(provider_->QueryMaxLunCreateSizeInStoragePool(VDS_LT_RAID5, prop(sas.Get()).id, &hints,
+                                                          &size),
+            VDS_E_NOT_SUPPORTED);
+  EXPECT_EQ(provider_->CreateLunInStoragePool(VDS_LT_RAID5, kGiB, prop(sas.Get()).id, none.data(),
+                                              &hints, &async),
+            VDS_E_NOT_SUPPORTED);
+  Options = 0;
+}
+
+}  // namespace
