@@ -5,7 +5,9 @@
 //   - a host view with "devices" (VELA_HOST_VIEW; platform/host_view.h): each device answers the
 //     command blocks a real disk would from its INQUIRY data;
 //   - on Linux without a view, the SCSI devices of sysfs (VELA_SYSFS_ROOT, default /sys), SG_IO
-//     on their nodes (through libsgutils2's pass-through layer) and libblkid for the layout.
+//     on their nodes (through libsgutils2's pass-through layer) and libblkid for the layout;
+//   - on Windows, the system's "\\.\PhysicalDriveN" and "\\.\ScsiN:" nodes and their storage
+//     control codes (platform/win/scsi_device.cc); there is no host view there.
 //
 // Names. A device is opened by its node name ("/dev/sdb", or a view's "\\.\PhysicalDrive1"), or
 // by an adapter text "\\.\Scsi%d:", whose pass-through then reaches the logical unit at the
@@ -90,7 +92,7 @@ std::vector<ScsiDeviceName> ListScsiDeviceNames();
 std::vector<uint32_t> ListScsiAdapters();
 bool ListScsiAdapterUnits(uint32_t port, std::vector<ScsiUnit>* units);
 
-// ---- Building blocks, for the sources and their tests ------------------------------------------
+// ---- Building blocks of the Linux source (scsi_device_linux.cc), for it and its tests ----------
 
 // The sysfs tree: VELA_SYSFS_ROOT or "/sys".
 std::string SysfsRoot();
