@@ -49,6 +49,11 @@ class CController : public ComObject<IVdsController, IVdsControllerControllerPor
   uint32_t NumPorts() const { return m_numPorts; }
   const uint8_t* IpAddress() const { return m_ipAddress; }
   const uint8_t* MacAddress() const { return m_macAddress; }
+  // Bounded texts: 9, 17, 20 and 32 bytes, not always NUL-terminated.
+  const char* VendorName() const { return m_vendorName; }
+  const char* ProductId() const { return m_productId; }
+  const char* FirmwareRevision() const { return m_firmwareRevision; }
+  const char* UniqueSn() const { return m_UniqueSn; }
   const VdsObjectMap& Ports() const { return m_mapPorts; }
   const VDS_CONTROLLER_PROP& Prop() const { return m_prop; }
 

@@ -61,6 +61,12 @@ HRESULT CLun::SetMask(LPWSTR pwszUnmaskingList) {
     DebugPrintf("OOP!!! CLun::SetMask() create_custom_view return VDS_E_INTERNAL_ERROR, line %d\n",
                 __LINE__);
   }
+  if (hr == S_OK) {
+    // The host shows a new mapping's paths only later: read its inventory again at the first
+    // path question rather than now.
+    MutexGuard refresh(hRefreshMutex, "CLun::SetMask");
+    RequestWmiUpdate();
+  }
   // The views changed on the controllers; the next query reads them again.
   if (m_pProvider) m_pProvider->SetNeedRefresh(true);
   return hr;

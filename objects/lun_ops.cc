@@ -74,6 +74,5 @@ HRESULT CLun::SetStatus(VDS_LUN_STATUS) {
 
 // The changing methods, the hints and the identification data come with the provisioning and
 // identification work; until then they refuse.
-HRESULT CLun::GetIdentificationData(VDS_LUN_INFORMATION*) { return E_NOTIMPL; }
 HRESULT CLun::QueryActiveControllers(IEnumVdsObject**) { return E_NOTIMPL; }
 HRESULT CLun::QueryActiveControllerPorts(IEnumVdsObject**) { return E_NOTIMPL; }

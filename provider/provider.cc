@@ -199,12 +199,6 @@ HRESULT CProvider::QueryStoragePools(DWORD /*dwFlags*/, ULONGLONG /*ullRemaining
   return hr;
 }
 
-// The host LUN lookup belongs to the device identification work; until it lands it answers
-// E_NOTIMPL.
-HRESULT CProvider::QueryIfCreatedLun(LPWSTR, VDS_LUN_INFORMATION*, VDS_OBJECT_ID*) {
-  return E_NOTIMPL;
-}
-
 HRESULT CProvider::SetAllPathStatusesFromHbaPort(VDS_HBAPORT_PROP hbaPortProp,
                                                  VDS_PATH_STATUS status) {
   // The graph lock first, as GetPathInfo takes both in that order.

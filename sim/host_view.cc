@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "platform/host_view.h"
+#include "sim/host_devices.h"
 
 namespace sim {
 
@@ -110,6 +111,7 @@ json BuildHostView(const Model& model, const std::vector<Wwn>& hostWwns, const j
   json v1 = json::array();
   json operations = json::array();
   json hbaPorts = json::array();
+  json devices = json::array({BootDiskJson()});
   for (size_t i = 0; i < hostWwns.size(); ++i) hbaPorts.push_back(HbaPortJson(hostWwns[i], i));
 
   uint32_t disk = 0;
@@ -128,6 +130,8 @@ json BuildHostView(const Model& model, const std::vector<Wwn>& hostWwns, const j
         json kept = nullptr;
         uint32_t target = 0;
         uint32_t pathIndex = 0;
+        DevicePath devicePath;
+        bool haveDevicePath = false;
         for (const Controller& controller : subsystem.controllers) {
           const bool owner = vdisk.ownerIndex < subsystem.controllers.size() &&
                              &subsystem.controllers[vdisk.ownerIndex] == &controller;
@@ -143,6 +147,10 @@ json BuildHostView(const Model& model, const std::vector<Wwn>& hostWwns, const j
                   controller.controllerId == 1 ? port.portNumber + 1u : n + port.portNumber + 1u;
             } else if (owner) {
               relative = port.portNumber + 1u;
+            }
+            if (!haveDevicePath && owner) {
+              devicePath = {kFirstScsiPort + static_cast<uint32_t>(hba), target, relative, &port};
+              haveDevicePath = true;
             }
             pdos.push_back({{"PathIdentifier", id},
                             {"ScsiAddress",
@@ -228,6 +236,8 @@ json BuildHostView(const Model& model, const std::vector<Wwn>& hostWwns, const j
                         {"Reserved", 0},
                         {"DSM_Paths", v1Paths}}}});
         operations.push_back({{"InstanceName", instance}});
+        devices.push_back(
+            LunDeviceJson(subsystem, vdisk, partition, disk + 1, devicePath, previous));
         ++disk;
       }
     }
@@ -254,7 +264,7 @@ json BuildHostView(const Model& model, const std::vector<Wwn>& hostWwns, const j
                           {"NumberOfPorts", hostWwns.size()}}},
                         {"ports", hbaPorts}});
   }
-  return {{"wmi", {{"ROOT\\WMI", ns}}}, {"hba", adapters}};
+  return {{"wmi", {{"ROOT\\WMI", ns}}}, {"hba", adapters}, {"devices", devices}};
 }
 
 bool WriteHostViewFile(const std::string& path, const Model& model,

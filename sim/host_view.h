@@ -11,6 +11,9 @@
 // ULP controllers A's ports are 1..n and B's n+1..2n; otherwise only the owner's ports carry
 // their number (p + 1) and the others are found by the HBA's target mappings.
 //
+// Its SCSI devices are the host's boot disk and one disk per mapped partition with the INQUIRY
+// data the array gives (sim/host_devices.h).
+//
 // What the DSM's methods changed (policy, weights, primary, optimized, preferred and failed
 // flags) is kept from the previous view of the file when the path still exists.
 #ifndef VELA_SIM_HOST_VIEW_H_

@@ -5,6 +5,14 @@
 #include <oleauto.h>
 #include <windows.h>
 
+// The storage control codes and their structures, after <windows.h> they build on.
+#include <ntddscsi.h>
+#include <winioctl.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+
 namespace winsdk {
 namespace {
 
@@ -16,6 +24,56 @@ LPDWORD Dword(uint32_t* value) { return reinterpret_cast<LPDWORD>(value); }
 static_assert(sizeof(DWORD) == sizeof(uint32_t) && sizeof(WCHAR) == sizeof(char16_t));
 static_assert(sizeof(HRESULT) == sizeof(int32_t) && sizeof(LONG) == sizeof(int32_t));
 static_assert(sizeof(VARIANT) == 24, "the platform's VARIANT has this size too");
+static_assert(kGenericRead == GENERIC_READ && kGenericWrite == GENERIC_WRITE);
+static_assert(kFileShareRead == FILE_SHARE_READ && kFileShareWrite == FILE_SHARE_WRITE);
+static_assert(kOpenExisting == OPEN_EXISTING);
+static_assert(kPartitionStyleMbr == PARTITION_STYLE_MBR &&
+              kPartitionStyleGpt == PARTITION_STYLE_GPT);
+static_assert(sizeof(GUID) == sizeof(DriveLayoutData::gptDiskId));
+
+// A control code whose output grows with what the device has: called again with twice the
+// buffer while the system says it is too small, up to `limit` bytes. The buffer keeps the
+// bytes returned.
+BOOL GrowingIoctl(HANDLE device, DWORD code, size_t initial, size_t limit,
+                  std::vector<unsigned char>* buffer, DWORD* returned) {
+  for (size_t size = initial;; size *= 2) {
+    // Zeroed and 8-byte aligned, as the structures read out of it need.
+    buffer->assign(size, 0);
+    *returned = 0;
+    const BOOL ok = ::DeviceIoControl(device, code, nullptr, 0, buffer->data(),
+                                      static_cast<DWORD>(size), returned, nullptr);
+    if (ok) {
+      *returned = std::min<DWORD>(*returned, static_cast<DWORD>(size));
+      return ok;
+    }
+    const DWORD error = ::GetLastError();
+    if ((error != ERROR_INSUFFICIENT_BUFFER && error != ERROR_MORE_DATA) || size * 2 > limit) {
+      return ok;
+    }
+  }
+}
+
+// One SCSI_INQUIRY_DATA chain of a bus: at most `count` entries, each wholly inside the
+// `size` bytes returned.
+void WalkInquiryChain(const unsigned char* data, size_t size, size_t offset, unsigned count,
+                      std::vector<ScsiInquiryUnitData>* units) {
+  const size_t header = offsetof(SCSI_INQUIRY_DATA, InquiryData);
+  for (; offset != 0 && count > 0; --count) {
+    if (offset > size || size - offset < header) return;
+    SCSI_INQUIRY_DATA entry;
+    std::memcpy(&entry, data + offset, header);
+    if (entry.InquiryDataLength > size - offset - header) return;
+    ScsiInquiryUnitData unit;
+    unit.pathId = entry.PathId;
+    unit.targetId = entry.TargetId;
+    unit.lun = entry.Lun;
+    unit.deviceClaimed = entry.DeviceClaimed != 0;
+    const unsigned char* inquiry = data + offset + header;
+    unit.inquiryData.assign(inquiry, inquiry + entry.InquiryDataLength);
+    units->push_back(std::move(unit));
+    offset = entry.NextInquiryDataOffset;
+  }
+}
 
 }  // namespace
 
@@ -181,5 +239,120 @@ void* GetProcAddress(void* module, const char* name) {
   return reinterpret_cast<void*>(::GetProcAddress(static_cast<HMODULE>(module), name));
 }
 int32_t FreeLibrary(void* module) { return ::FreeLibrary(static_cast<HMODULE>(module)); }
+
+void* CreateFileW(const char16_t* name, uint32_t access, uint32_t share, void* security,
+                  uint32_t disposition, uint32_t flags, void* templateFile) {
+  return ::CreateFileW(Wide(name), access, share, static_cast<LPSECURITY_ATTRIBUTES>(security),
+                       disposition, flags, templateFile);
+}
+
+int32_t ScsiPassThroughDirectIoctl(void* device, ScsiPassThroughDirect* command) {
+  struct {
+    SCSI_PASS_THROUGH_DIRECT request;
+    ULONG align;
+    UCHAR sense[sizeof(command->sense)];
+  } block;
+  std::memset(&block, 0, sizeof(block));
+  if (command->cdb == nullptr || command->cdbLength == 0 ||
+      command->cdbLength > sizeof(block.request.Cdb)) {
+    ::SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+  }
+  const bool dataIn = command->dataIn && command->buffer != nullptr && command->bufferLength > 0;
+  block.request.Length = sizeof(block.request);
+  block.request.PathId = command->pathId;
+  block.request.TargetId = command->targetId;
+  block.request.Lun = command->lun;
+  block.request.CdbLength = command->cdbLength;
+  block.request.SenseInfoLength = sizeof(block.sense);
+  block.request.SenseInfoOffset = offsetof(decltype(block), sense);
+  block.request.DataIn = dataIn ? SCSI_IOCTL_DATA_IN : SCSI_IOCTL_DATA_UNSPECIFIED;
+  block.request.DataTransferLength = dataIn ? command->bufferLength : 0;
+  block.request.DataBuffer = dataIn ? command->buffer : nullptr;
+  block.request.TimeOutValue = command->timeoutSeconds;
+  std::memcpy(block.request.Cdb, command->cdb, command->cdbLength);
+  DWORD returned = 0;
+  const BOOL ok =
+      ::DeviceIoControl(static_cast<HANDLE>(device), IOCTL_SCSI_PASS_THROUGH_DIRECT, &block,
+                        sizeof(block), &block, sizeof(block), &returned, nullptr);
+  command->scsiStatus = 0;
+  command->transferred = 0;
+  command->senseLength = 0;
+  if (!ok) return ok;
+  command->scsiStatus = block.request.ScsiStatus;
+  command->transferred =
+      dataIn ? std::min<uint32_t>(block.request.DataTransferLength, command->bufferLength) : 0;
+  // Sense is only there when the status asked for it; the driver leaves the length it was
+  // given, or sets the bytes it wrote.
+  if (block.request.ScsiStatus != 0) {
+    command->senseLength =
+        std::min<uint32_t>(block.request.SenseInfoLength, sizeof(command->sense));
+    std::memcpy(command->sense, block.sense, command->senseLength);
+  }
+  return ok;
+}
+
+int32_t ScsiGetAddressIoctl(void* device, ScsiAddressData* address) {
+  SCSI_ADDRESS data;
+  std::memset(&data, 0, sizeof(data));
+  data.Length = sizeof(data);
+  DWORD returned = 0;
+  const BOOL ok = ::DeviceIoControl(static_cast<HANDLE>(device), IOCTL_SCSI_GET_ADDRESS, nullptr, 0,
+                                    &data, sizeof(data), &returned, nullptr);
+  if (ok) {
+    address->portNumber = data.PortNumber;
+    address->pathId = data.PathId;
+    address->targetId = data.TargetId;
+    address->lun = data.Lun;
+  }
+  return ok;
+}
+
+int32_t DiskGetDriveLayoutExIoctl(void* device, DriveLayoutData* layout) {
+  std::vector<unsigned char> buffer;
+  DWORD returned = 0;
+  const size_t initial =
+      sizeof(DRIVE_LAYOUT_INFORMATION_EX) + 127 * sizeof(PARTITION_INFORMATION_EX);
+  const BOOL ok = GrowingIoctl(static_cast<HANDLE>(device), IOCTL_DISK_GET_DRIVE_LAYOUT_EX, initial,
+                               1u << 20, &buffer, &returned);
+  if (!ok) return ok;
+  const size_t header = offsetof(DRIVE_LAYOUT_INFORMATION_EX, PartitionEntry);
+  if (returned < header) {
+    ::SetLastError(ERROR_INVALID_DATA);
+    return FALSE;
+  }
+  DRIVE_LAYOUT_INFORMATION_EX data;
+  std::memcpy(&data, buffer.data(), header);
+  *layout = DriveLayoutData{};
+  layout->partitionStyle = data.PartitionStyle;
+  if (data.PartitionStyle == PARTITION_STYLE_MBR) layout->mbrSignature = data.Mbr.Signature;
+  if (data.PartitionStyle == PARTITION_STYLE_GPT) {
+    std::memcpy(layout->gptDiskId, &data.Gpt.DiskId, sizeof(layout->gptDiskId));
+  }
+  return ok;
+}
+
+int32_t ScsiGetInquiryDataIoctl(void* adapter, std::vector<ScsiInquiryUnitData>* units) {
+  units->clear();
+  std::vector<unsigned char> buffer;
+  DWORD returned = 0;
+  const BOOL ok = GrowingIoctl(static_cast<HANDLE>(adapter), IOCTL_SCSI_GET_INQUIRY_DATA, 16u << 10,
+                               1u << 20, &buffer, &returned);
+  if (!ok) return ok;
+  const unsigned char* data = buffer.data();
+  const size_t size = returned;
+  const size_t busesAt = offsetof(SCSI_ADAPTER_BUS_INFO, BusData);
+  if (size < busesAt) return ok;
+  SCSI_ADAPTER_BUS_INFO info;
+  std::memcpy(&info, data, busesAt);
+  for (unsigned bus = 0; bus < info.NumberOfBuses; ++bus) {
+    const size_t at = busesAt + bus * sizeof(SCSI_BUS_DATA);
+    if (at > size || size - at < sizeof(SCSI_BUS_DATA)) break;
+    SCSI_BUS_DATA busData;
+    std::memcpy(&busData, data + at, sizeof(busData));
+    WalkInquiryChain(data, size, busData.InquiryDataOffset, busData.NumberOfLogicalUnits, units);
+  }
+  return ok;
+}
 
 }  // namespace winsdk

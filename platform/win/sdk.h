@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace winsdk {
 
@@ -87,6 +88,73 @@ int32_t SafeArrayCopy(void* array, void** copy);
 void* LoadLibraryW(const char16_t* name);
 void* GetProcAddress(void* module, const char* name);
 int32_t FreeLibrary(void* module);
+
+// Devices. CreateFileW's access, sharing and disposition values, checked against the SDK's in
+// sdk.cc.
+constexpr uint32_t kGenericRead = 0x80000000u;
+constexpr uint32_t kGenericWrite = 0x40000000u;
+constexpr uint32_t kFileShareRead = 0x1;
+constexpr uint32_t kFileShareWrite = 0x2;
+constexpr uint32_t kOpenExisting = 3;
+void* CreateFileW(const char16_t* name, uint32_t access, uint32_t share, void* security,
+                  uint32_t disposition, uint32_t flags, void* templateFile);
+
+// DeviceIoControl with the storage control codes the device layer uses. Their structures are
+// the SDK's own (filled and read in sdk.cc, so that their layout is the system's); these carry
+// the same members in plain types. Each returns DeviceIoControl's result, the last error set.
+
+// IOCTL_SCSI_PASS_THROUGH_DIRECT with a sense buffer behind the request. On a disk the class
+// driver puts in the disk's own address; on an adapter pathId, targetId and lun choose the unit.
+// Without dataIn no data moves. On return: the status, the bytes moved (never above
+// bufferLength) and the sense (senseLength at most sizeof(sense)).
+struct ScsiPassThroughDirect {
+  uint8_t pathId = 0;
+  uint8_t targetId = 0;
+  uint8_t lun = 0;
+  const uint8_t* cdb = nullptr;
+  uint8_t cdbLength = 0;  // at most 16
+  bool dataIn = false;
+  void* buffer = nullptr;
+  uint32_t bufferLength = 0;
+  uint32_t timeoutSeconds = 0;
+  uint8_t scsiStatus = 0;
+  uint32_t transferred = 0;
+  uint8_t sense[32] = {};
+  uint32_t senseLength = 0;
+};
+int32_t ScsiPassThroughDirectIoctl(void* device, ScsiPassThroughDirect* command);
+
+// IOCTL_SCSI_GET_ADDRESS: SCSI_ADDRESS.
+struct ScsiAddressData {
+  uint8_t portNumber = 0;
+  uint8_t pathId = 0;
+  uint8_t targetId = 0;
+  uint8_t lun = 0;
+};
+int32_t ScsiGetAddressIoctl(void* device, ScsiAddressData* address);
+
+// IOCTL_DISK_GET_DRIVE_LAYOUT_EX: the partition style with the MBR signature or the GPT disk
+// id (the GUID's 16 bytes as the system lays them out).
+constexpr uint32_t kPartitionStyleMbr = 0;
+constexpr uint32_t kPartitionStyleGpt = 1;
+struct DriveLayoutData {
+  uint32_t partitionStyle = 0;
+  uint32_t mbrSignature = 0;
+  uint8_t gptDiskId[16] = {};
+};
+int32_t DiskGetDriveLayoutExIoctl(void* device, DriveLayoutData* layout);
+
+// IOCTL_SCSI_GET_INQUIRY_DATA on an adapter: each SCSI_INQUIRY_DATA of every bus of the
+// SCSI_ADAPTER_BUS_INFO, with its INQUIRY bytes. Offsets and lengths that point outside what
+// the call returned end that bus's walk.
+struct ScsiInquiryUnitData {
+  uint8_t pathId = 0;
+  uint8_t targetId = 0;
+  uint8_t lun = 0;
+  bool deviceClaimed = false;
+  std::vector<uint8_t> inquiryData;
+};
+int32_t ScsiGetInquiryDataIoctl(void* adapter, std::vector<ScsiInquiryUnitData>* units);
 
 }  // namespace winsdk
 

@@ -291,3 +291,24 @@ TEST_F(MultipathTest, AFailedInventoryStepKeepsTheLaterVectorsAsTheyWere) {
   EXPECT_TRUE(inventory.mpioVec.empty());
   EXPECT_EQ(inventory.mpioDiskInfoVec.size(), 3u);
 }
+
+TEST_F(MultipathTest, ANewMappingsPathsShowAtTheNextPathQuestion) {
+  // north_logs starts mapped to another host only.
+  std::ifstream in(std::string(VELA_SIM_INVENTORIES) + "/two-subsystems.json");
+  json inventory = json::parse(in);
+  inventory["subsystems"][0]["vdisks"][0]["partitions"][1]["hosts"][0]["wwpn"] =
+      "21:00:00:00:00:00:00:99";
+  StartSimulator(inventory.dump());
+  ASSERT_EQ(Load(), S_OK);
+  IVdsLunMpio* mpio = Lun(u"north_logs");
+  ASSERT_NE(mpio, nullptr);
+  EXPECT_TRUE(Paths(mpio).empty());
+  IVdsLun* lun = nullptr;
+  ASSERT_EQ(mpio->QueryInterface(IID_IVdsLun, reinterpret_cast<void**>(&lun)), S_OK);
+  std::u16string host = u"2100028C44100004";
+  ASSERT_EQ(lun->SetMask(host.data()), S_OK);
+  // The simulator rewrote the view with the new disk; the mark makes the provider read it.
+  EXPECT_EQ(Paths(mpio).size(), 4u);
+  lun->Release();
+  mpio->Release();
+}

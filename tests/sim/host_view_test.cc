@@ -94,4 +94,63 @@ TEST_F(HostViewTest, APortWithItsLinkDownGivesFailedPaths) {
   EXPECT_EQ(paths[2]["FailedPath"], 1);
 }
 
+namespace {
+
+std::string Text(const std::string& hex, size_t from, size_t count) {
+  std::string text;
+  for (size_t i = from; i < from + count && 2 * i + 1 < hex.size(); ++i) {
+    text += static_cast<char>(std::stoi(hex.substr(2 * i, 2), nullptr, 16));
+  }
+  return text;
+}
+
+}  // namespace
+
+TEST_F(HostViewTest, EveryMappedLunIsADiskWithTheArraysInquiryData) {
+  StartSimulator();
+  json view = View();
+  json devices = view["devices"];
+  // The host's own boot disk, then the three mapped partitions in MPIO disk order.
+  ASSERT_EQ(devices.size(), 4u);
+  EXPECT_EQ(devices[0]["path"], "\\\\.\\PhysicalDrive0");
+  EXPECT_EQ(Text(devices[0]["inquiry"], 8, 3), "ATA");
+  json drives = Namespace()["MPIO_DISK_INFO"][0]["DriveInfo"];
+  for (size_t i = 1; i < devices.size(); ++i) {
+    SCOPED_TRACE(i);
+    const json& device = devices[i];
+    EXPECT_EQ(device["path"], "\\\\.\\PhysicalDrive" + std::to_string(i));
+    EXPECT_EQ(device["address"][0], 3);  // the first HBA port's SCSI port
+    EXPECT_TRUE(device["layout"].is_null());
+    const std::string inquiry = device["inquiry"];
+    EXPECT_EQ(inquiry.size(), 72u);
+    EXPECT_EQ(Text(inquiry, 8, 28), "VELA    TG-2024         TS25");
+    // Page 0x83 opens with the NAA identifier the multipath layer lists the disk by.
+    const std::string page83 = device["vpd"]["83"];
+    EXPECT_EQ(page83.substr(8, 8), "01030010");
+    std::string naa = page83.substr(16, 32);
+    for (char& c : naa) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    EXPECT_EQ(naa, drives[i - 1]["SerialNumber"]);
+    // The vendor-specific controller block sits at 0x44, as the SAS identifier takes it.
+    EXPECT_EQ(page83.substr(2 * 0x40, 10), "0100002011");
+    EXPECT_EQ(Text(page83, 0x45, 6), "02564C");
+    // Page 0x80: the serial as 32 lower-case hex digits, the first 16 bytes of the partition
+    // serial, whose NAA form begins 6 + the company identifier.
+    const std::string serial = Text(device["vpd"]["80"], 4, 32);
+    EXPECT_EQ(serial.size(), 32u);
+    EXPECT_EQ(serial.substr(0, 6), "02564c");
+    EXPECT_EQ(device["vpd"]["d0"].get<std::string>().substr(0, 4), "00d0");
+  }
+}
+
+TEST_F(HostViewTest, ALayoutWrittenIntoTheViewStaysAcrossRewrites) {
+  StartSimulator();
+  json view = View();
+  view["devices"][2]["layout"] = {{"gpt", "{6D3E9A41-0C7B-4E52-A1F6-2B9C7E5D4A10}"}};
+  std::ofstream(options_.host_view_path) << view.dump();
+  ASSERT_EQ(simulator_->Admin("vdisk NORTH_R5 health 1"), "ok");
+  json after = View()["devices"];
+  EXPECT_EQ(after[2]["layout"]["gpt"], "{6D3E9A41-0C7B-4E52-A1F6-2B9C7E5D4A10}");
+  EXPECT_TRUE(after[1]["layout"].is_null());
+}
+
 }  // namespace simtest

@@ -1,8 +1,11 @@
 #include "tools/vdsctl/commands.h"
 
 #include <string>
+#include <type_traits>
 #include <vector>
 
+#include "tools/vdsctl/identify_commands.h"
+#include "tools/vdsctl/names.h"
 #include "tools/vdsctl/views.h"
 
 namespace vdsctl {
@@ -209,10 +212,24 @@ ExitCode Commands::Detail(Kind kind, int subsystem, const ObjectRef& ref) {
       output_->Problem(problem);
       return kExitSyntax;
     }
+    Json document = ToJson(*row);
+    std::string text = DetailText(*row);
+    if constexpr (std::is_same_v<std::decay_t<decltype(*row)>, LunRow>) {
+      // A LUN's detail carries its identification data; a LUN that can't give it is still shown.
+      Json identification;
+      std::string words;
+      if (CallResult error = GetLunIdentification(model_->ProviderObject(), row->prop.id,
+                                                  &identification, &words)) {
+        words = "Identification: not available (" + error->call + ": " +
+                HResultText(error->hr) + ", " + HResultHex(error->hr) + ")\n";
+      }
+      document["identification"] = identification;
+      text += words;
+    }
     if (output_->Json()) {
-      output_->Document(Json{{std::string(KindSingular(kind)), ToJson(*row)}});
+      output_->Document(Json{{std::string(KindSingular(kind)), std::move(document)}});
     } else {
-      output_->Text(DetailText(*row));
+      output_->Text(text);
     }
     return kExitOk;
   });

@@ -155,6 +155,7 @@ int Main(int argc, char** argv) {
   AddProvisionCommands(&app, &commands);
   AddMaintenanceCommands(&app, &commands);
   AddSizeCommands(&app, &commands);
+  AddIdentifyCommands(&app, &commands);
   // Registration needs no provider loaded: these run before anything else is set up.
   CLI::App* registerCommand =
       app.add_subcommand("register", "Call the module's DllRegisterServer, as regsvr32 does");

@@ -89,6 +89,10 @@ void AddMultipathCommands(CLI::App* app, CommandTable* table);
 ExitCode RunMultipathWords(CommandContext& context, const std::string& command,
                            const std::vector<std::string>& words, const std::string& subsystemText);
 
+// identify device PATH (identify_one_shot.cc); RunListDisks runs "list disks".
+void AddIdentifyCommands(CLI::App* app, CommandTable* table);
+ExitCode RunListDisks(CommandContext& context);
+
 }  // namespace vdsctl
 
 #endif  // VELA_TOOLS_VDSCTL_ONE_SHOT_H_

@@ -29,6 +29,11 @@ bool IsPathsWord(const std::string& word) {
   return lower == "paths" || lower == "path";
 }
 
+bool IsDisksWord(const std::string& word) {
+  const std::string lower = CLI::detail::to_lower(word);
+  return lower == "disks" || lower == "disk";
+}
+
 }  // namespace
 
 void AddListCommand(CLI::App* app, CommandTable* table) {
@@ -42,10 +47,12 @@ void AddListCommand(CLI::App* app, CommandTable* table) {
   const CLI::Validator kinds = KindValidator();
   command
       ->add_option("kind", args->kind,
-                   "subsystems|controllers|ports|drives|luns|plexes|pools, or paths lun N")
+                   "subsystems|controllers|ports|drives|luns|plexes|pools, disks, or paths lun N")
       ->required()
       ->check(CLI::Validator(
-          [kinds](std::string& word) { return IsPathsWord(word) ? std::string() : kinds(word); },
+          [kinds](std::string& word) {
+            return IsPathsWord(word) || IsDisksWord(word) ? std::string() : kinds(word);
+          },
           "KIND"));
   command->add_option("object", args->words, "For paths: lun N");
   AddSubsystemOption(command, &args->subsystem,
@@ -54,6 +61,11 @@ void AddListCommand(CLI::App* app, CommandTable* table) {
   table->Add(command, [args](CommandContext& context) {
     if (IsPathsWord(args->kind))
       return RunMultipathWords(context, "paths", args->words, args->subsystem);
+    if (IsDisksWord(args->kind)) {
+      if (args->words.empty() && args->subsystem.empty()) return RunListDisks(context);
+      context.output->Problem("Usage: vdsctl list disks");
+      return kExitBadArguments;
+    }
     if (!args->words.empty()) {
       context.output->Problem("Usage: vdsctl list " + args->kind + " [--subsystem N]");
       return kExitBadArguments;
