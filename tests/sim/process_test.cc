@@ -19,6 +19,15 @@ namespace {
 
 class Program {
  public:
+  Program() = default;
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+  // A program the test did not end (a failed assertion returned early) is killed: left running,
+  // it would keep the test runner's output open and hold the whole run.
+  ~Program() {
+    if (pid_ > 0) Signal(SIGKILL);
+  }
+
   // Starts tidegate-sim with `args` and reads its "listening on" and "admin on" lines.
   bool Start(const std::vector<std::string>& args) {
     int out[2];
@@ -69,6 +78,7 @@ class Program {
     kill(pid_, signal);
     int status = 0;
     waitpid(pid_, &status, 0);
+    pid_ = -1;
     return status;
   }
   uint16_t port() const { return port_; }
