@@ -9,138 +9,30 @@
 #include <benchmark/benchmark.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <fstream>
-#include <memory>
-#include <string>
+#include <cstdint>
+#include <iterator>
 #include <utility>
 #include <vector>
 
-#include "platform/clock.h"
-#include "platform/registry.h"
-#include "provider/module.h"
-#include "provider/provider.h"
-#include "provisioning/utility.h"
-#include "proxy/wire_format.h"
-#include "sim/simulator.h"
+#include "bench/bench_fixture.h"
 
 namespace {
 
 constexpr ULONGLONG kGiB = 1ULL << 30;
 
-class SizesBench {
- public:
-  SizesBench() {
-    char pattern[] = "/tmp/vela_sizes_bench.XXXXXX";
-    m_dir = mkdtemp(pattern);
-    setenv("VELA_SYSTEM_DIR", m_dir.c_str(), 1);
-    setenv("VELA_PIPE_DIR", m_dir.c_str(), 1);
-    std::ofstream(m_dir + "/registry.reg") << "Windows Registry Editor Version 5.00\n\n";
-    SetRegistryFile(m_dir + "/registry.reg");
-    SetTimeScaleForTesting(0);
-    ModuleAttach();
-  }
-  ~SizesBench() {
-    Stop();
-    ModuleDetach();
-  }
-  SizesBench(const SizesBench&) = delete;
-  SizesBench& operator=(const SizesBench&) = delete;
-
-  // A fresh array from `inventory` (empty: the built-in default) and a provider loaded on it.
-  bool Start(const std::string& inventory) {
-    Stop();
-    sim::SimOptions options;
-    options.listen = "127.0.0.1:0";
-    options.pipe_dir = m_dir;
-    options.heartbeat_seconds = 1e6;
-    if (!inventory.empty()) {
-      options.inventory_path = std::string(VELA_BENCH_INVENTORIES) + "/" + inventory;
-    }
-    m_simulator = sim::Simulator::Start(options, &m_error);
-    if (!m_simulator) return false;
-    std::ofstream(m_dir + "/tidegate.conf") << m_simulator->ConfigurationText();
-    ResetNewNamesForTesting();
-    m_provider = CProvider::Create();
-    if (m_provider->OnLoad(nullptr, nullptr) != S_OK) return false;
-    IEnumVdsObject* list = nullptr;
-    if (m_provider->QuerySubSystems(&list) != S_OK) return false;
-    IUnknown* unknown = nullptr;
-    ULONG fetched = 0;
-    const bool found = list->Next(1, &unknown, &fetched) == S_OK;
-    list->Release();
-    if (!found) return false;
-    const HRESULT hr =
-        unknown->QueryInterface(IID_IVdsSubSystem, reinterpret_cast<void**>(&m_subSystem));
-    unknown->Release();
-    m_simulator->Admin("journal clear");
-    return hr == S_OK;
-  }
-
-  IVdsSubSystem* SubSystem() const { return m_subSystem; }
-  sim::Simulator* Simulator() const { return m_simulator.get(); }
-
-  // The ids of the subsystem's drives in list order.
-  std::vector<VDS_OBJECT_ID> Drives() {
-    std::vector<VDS_OBJECT_ID> ids;
-    IEnumVdsObject* list = nullptr;
-    if (m_subSystem->QueryDrives(&list) != S_OK) return ids;
-    IUnknown* unknown = nullptr;
-    ULONG fetched = 0;
-    while (list->Next(1, &unknown, &fetched) == S_OK && fetched == 1) {
-      IVdsDrive* drive = nullptr;
-      unknown->QueryInterface(IID_IVdsDrive, reinterpret_cast<void**>(&drive));
-      VDS_DRIVE_PROP prop{};
-      drive->GetProperties(&prop);
-      ids.push_back(prop.id);
-      CoTaskMemFree(prop.pwszFriendlyName);
-      CoTaskMemFree(prop.pwszIdentification);
-      drive->Release();
-      unknown->Release();
-    }
-    list->Release();
-    return ids;
-  }
-
-  // Record fetches since the last call.
-  uint64_t Fetches() {
-    const std::string journal = m_simulator->Admin("journal");
-    m_simulator->Admin("journal clear");
-    uint64_t fetches = 0;
-    const std::string fetch = "{\"opcode\":" + std::to_string(GET_CONTROLLER) + ",";
-    for (size_t at = journal.find(fetch); at != std::string::npos;
-         at = journal.find(fetch, at + 1)) {
-      ++fetches;
-    }
-    return fetches;
-  }
-
-  const std::string& error() const { return m_error; }
-
- private:
-  void Stop() {
-    if (m_subSystem != nullptr) std::exchange(m_subSystem, nullptr)->Release();
-    if (m_provider != nullptr) {
-      m_provider->OnUnload(FALSE);
-      static_cast<IVdsProvider*>(std::exchange(m_provider, nullptr))->Release();
-    }
-    if (m_simulator) m_simulator->Stop();
-    m_simulator.reset();
-  }
-
-  std::string m_dir;
-  std::string m_error;
-  std::unique_ptr<sim::Simulator> m_simulator;
-  CProvider* m_provider = nullptr;
-  IVdsSubSystem* m_subSystem = nullptr;
-};
+// Controller record fetches since the last call.
+uint64_t Fetches(ProviderBench& bench) {
+  uint64_t fetches = 0;
+  bench.Traffic(&fetches);
+  return fetches;
+}
 
 double Seconds(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 void BM_QueryMaxLunCreateSizeEveryType(benchmark::State& state) {
-  SizesBench bench;
+  ProviderBench bench;
   if (!bench.Start("large.json")) {
     state.SkipWithError(bench.error().empty() ? "load failed" : bench.error().c_str());
     return;
@@ -165,7 +57,7 @@ void BM_QueryMaxLunCreateSizeEveryType(benchmark::State& state) {
     }
     next = (next + 1) % std::size(types);
     ++calls;
-    fetches += bench.Fetches();
+    fetches += Fetches(bench);
     state.SetIterationTime(seconds);
   }
   if (calls != 0) {
@@ -180,7 +72,7 @@ BENCHMARK(BM_QueryMaxLunCreateSizeEveryType)
 // A RAID-5 vdisk of three SAS drives grows one named drive at a time through the other nine;
 // then the array starts afresh.
 void BM_ExtendByOneDriveAndWait(benchmark::State& state) {
-  SizesBench bench;
+  ProviderBench bench;
   constexpr int kGrowthsPerArray = 9;  // the default inventory has twelve SAS drives
   int grown = kGrowthsPerArray;
   IVdsLun* lun = nullptr;
@@ -209,7 +101,7 @@ void BM_ExtendByOneDriveAndWait(benchmark::State& state) {
         break;
       }
       bench.Simulator()->Admin("job rate 1000");
-      bench.Fetches();
+      Fetches(bench);
       grown = 0;
       state.ResumeTiming();
     }
@@ -229,7 +121,7 @@ void BM_ExtendByOneDriveAndWait(benchmark::State& state) {
     }
     ++grown;
     ++calls;
-    fetches += bench.Fetches();
+    fetches += Fetches(bench);
     state.SetIterationTime(seconds);
   }
   if (lun != nullptr) lun->Release();
