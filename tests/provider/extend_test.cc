@@ -52,19 +52,13 @@ class ExtendTest : public SimProviderTest {
   void Start() {
     StartSimulator("default.json");
     ASSERT_EQ(Load(), S_OK);
-    IEnumVdsObject* list = nullptr;
-    ASSERT_EQ(provider_->QuerySubSystems(&list), S_OK);
-    IUnknown* unknown = nullptr;
-    ULONG fetched = 0;
-    ASSERT_EQ(list->Next(1, &unknown, &fetched), S_OK);
-    IVdsSubSystem* subSystem = nullptr;
-    ASSERT_EQ(unknown->QueryInterface(IID_IVdsSubSystem, reinterpret_cast<void**>(&subSystem)),
-              S_OK);
+    IVdsSubSystem* subSystem = FirstSubSystem();
+    ASSERT_NE(subSystem, nullptr);
     subSystem_.Attach(subSystem);
-    unknown->Release();
-    list->Release();
     IEnumVdsObject* drives = nullptr;
     ASSERT_EQ(subSystem_->QueryDrives(&drives), S_OK);
+    IUnknown* unknown = nullptr;
+    ULONG fetched = 0;
     while (drives->Next(1, &unknown, &fetched) == S_OK && fetched == 1) {
       IVdsDrive* drive = nullptr;
       unknown->QueryInterface(IID_IVdsDrive, reinterpret_cast<void**>(&drive));

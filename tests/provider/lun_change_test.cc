@@ -71,17 +71,9 @@ class LunChangeTest : public SimProviderTest {
     ResetNewNamesForTesting();
     StartSimulator(inventory.dump());
     ASSERT_EQ(Load(), S_OK);
-    IEnumVdsObject* list = nullptr;
-    ASSERT_EQ(provider_->QuerySubSystems(&list), S_OK);
-    IUnknown* unknown = nullptr;
-    ULONG fetched = 0;
-    ASSERT_EQ(list->Next(1, &unknown, &fetched), S_OK);
-    IVdsSubSystem* subSystem = nullptr;
-    ASSERT_EQ(unknown->QueryInterface(IID_IVdsSubSystem, reinterpret_cast<void**>(&subSystem)),
-              S_OK);
+    IVdsSubSystem* subSystem = FirstSubSystem();
+    ASSERT_NE(subSystem, nullptr);
     subSystem_.Attach(subSystem);
-    unknown->Release();
-    list->Release();
     Changes();
   }
 

@@ -131,6 +131,21 @@ std::vector<GUID> SimProviderTest::ControllerIds() {
   return ids;
 }
 
+IVdsSubSystem* SimProviderTest::FirstSubSystem() {
+  IEnumVdsObject* list = nullptr;
+  EXPECT_EQ(provider_->QuerySubSystems(&list), S_OK);
+  if (list == nullptr) return nullptr;
+  IUnknown* unknown = nullptr;
+  ULONG fetched = 0;
+  EXPECT_EQ(list->Next(1, &unknown, &fetched), S_OK);
+  list->Release();
+  if (unknown == nullptr) return nullptr;
+  IVdsSubSystem* subSystem = nullptr;
+  EXPECT_EQ(unknown->QueryInterface(IID_IVdsSubSystem, reinterpret_cast<void**>(&subSystem)), S_OK);
+  unknown->Release();
+  return subSystem;
+}
+
 bool SimProviderTest::WaitFor(const std::function<bool()>& done) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (!done()) {

@@ -31,6 +31,9 @@ class SimProviderTest : public ::testing::Test {
   static std::vector<GUID> Ids(IEnumVdsObject* list);
   std::vector<GUID> SubSystemIds();
   std::vector<GUID> ControllerIds();
+  // The provider's first subsystem, with a reference for the caller; null (and a failure noted)
+  // when there is none.
+  IVdsSubSystem* FirstSubSystem();
   // Waits (through the platform clock, bounded in real time) until `done` holds.
   static bool WaitFor(const std::function<bool()>& done);
 
