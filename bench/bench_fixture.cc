@@ -32,9 +32,7 @@ bool ProviderBench::Start(const std::string& inventory) {
   options.listen = "127.0.0.1:0";
   options.pipe_dir = m_dir;
   options.heartbeat_seconds = 1e6;
-  if (!inventory.empty()) {
-    options.inventory_path = std::string(VELA_BENCH_INVENTORIES) + "/" + inventory;
-  }
+  options.inventory_path = std::string(VELA_BENCH_INVENTORIES) + "/" + inventory;
   m_simulator = sim::Simulator::Start(options, &m_error);
   if (!m_simulator) return false;
   std::ofstream(m_dir + "/tidegate.conf") << m_simulator->ConfigurationText();

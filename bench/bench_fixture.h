@@ -19,9 +19,9 @@ class ProviderBench {
   ProviderBench(const ProviderBench&) = delete;
   ProviderBench& operator=(const ProviderBench&) = delete;
 
-  // A fresh array from the shipped `inventory` (empty: the built-in default) and a provider
-  // loaded on it; its first subsystem is SubSystem().
-  bool Start(const std::string& inventory = "");
+  // A fresh array from the shipped `inventory` (by default the array with nothing made on it)
+  // and a provider loaded on it; its first subsystem is SubSystem().
+  bool Start(const std::string& inventory = "blank.json");
 
   IVdsSubSystem* SubSystem() const { return m_subSystem; }
   sim::Simulator* Simulator() const { return m_simulator.get(); }

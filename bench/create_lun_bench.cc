@@ -1,4 +1,4 @@
-// CreateLun against tidegate-sim on the default inventory at time scale 0 (sleeps cost nothing,
+// CreateLun against tidegate-sim on the blank inventory at time scale 0 (sleeps cost nothing,
 // and the monitor threads poll without pause beside the calls): a new RAID-5 vdisk from drives
 // the provider chooses, and a partition added to an existing RAID-5 vdisk. Aim: under 20 ms per
 // call, dominated by the controller record fetches the creation makes. Counters: record fetches
@@ -41,7 +41,7 @@ void Report(benchmark::State& state, uint64_t calls, uint64_t fetches, uint64_t 
       static_cast<double>(fetches * kControllerDataSize) / static_cast<double>(calls);
 }
 
-// The default inventory holds six three-drive RAID-5 sets; the array starts afresh after them.
+// The blank inventory holds six three-drive RAID-5 sets; the array starts afresh after them.
 void BM_CreateLunNewRaid5Vdisk(benchmark::State& state) {
   ProviderBench bench;
   constexpr int kSetsPerArray = 6;

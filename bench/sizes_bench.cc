@@ -82,7 +82,7 @@ void BM_ExtendByOneDriveAndWait(benchmark::State& state) {
     if (grown == kGrowthsPerArray) {
       state.PauseTiming();
       if (lun != nullptr) std::exchange(lun, nullptr)->Release();
-      bool ready = bench.Start("");
+      bool ready = bench.Start();
       ids = bench.Drives();
       VDS_HINTS hints{};
       WCHAR none[1] = {};

@@ -52,7 +52,7 @@ class CreateLunTest : public SimProviderTest {
     SimProviderTest::TearDown();
   }
 
-  void Start(const std::string& inventory = "default.json") {
+  void Start(const std::string& inventory = "blank.json") {
     StartSimulator(inventory);
     ASSERT_EQ(Load(), S_OK);
     IVdsSubSystem* subSystem = FirstSubSystem();
@@ -386,7 +386,7 @@ TEST_F(CreateLunTest, RefusalsSendNothing) {
 
 TEST_F(CreateLunTest, RefusedCreateArrayRetriedThenSentToTheOtherController) {
   // Controller A is offline but still reports: it refuses to own a vdisk.
-  std::ifstream in(std::string(VELA_SIM_INVENTORIES) + "/default.json");
+  std::ifstream in(std::string(VELA_SIM_INVENTORIES) + "/blank.json");
   nlohmann::json inventory = nlohmann::json::parse(in);
   inventory["subsystems"][0]["controllers"][0]["controllerState"] = 1;
   Start(inventory.dump());

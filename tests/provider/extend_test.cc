@@ -50,7 +50,7 @@ class ExtendTest : public SimProviderTest {
   }
 
   void Start() {
-    StartSimulator("default.json");
+    StartSimulator("blank.json");
     ASSERT_EQ(Load(), S_OK);
     IVdsSubSystem* subSystem = FirstSubSystem();
     ASSERT_NE(subSystem, nullptr);

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <nlohmann/json.hpp>
+
 #include "sim/changes.h"
 #include "sim/raid.h"
 
@@ -31,7 +34,16 @@ TEST(Inventory, BuiltInDefaultIsTheShippedFile) {
   EXPECT_EQ(CountType(subsystem, 4), 12u);  // SAS
   EXPECT_EQ(CountType(subsystem, 3), 8u);   // SATA
   EXPECT_EQ(CountType(subsystem, 8), 4u);   // SAS SSD
-  EXPECT_TRUE(subsystem.vdisks.empty());
+  // One mirrored SSD vdisk holding LUN 0, so a first run has a LUN with paths to look at.
+  ASSERT_EQ(subsystem.vdisks.size(), 1u);
+  EXPECT_EQ(subsystem.vdisks[0].partitions.size(), 1u);
+
+  // The blank inventory is the same array before anything was made on it.
+  std::ifstream defaultFile(VELA_SIM_INVENTORIES "/default.json");
+  std::ifstream blankFile(VELA_SIM_INVENTORIES "/blank.json");
+  nlohmann::json withVdisks = nlohmann::json::parse(defaultFile);
+  withVdisks["subsystems"][0]["vdisks"] = nlohmann::json::array();
+  EXPECT_EQ(nlohmann::json::parse(blankFile), withVdisks);
 }
 
 TEST(Inventory, ShippedInventoriesLoadWithinTheRecordLimits) {

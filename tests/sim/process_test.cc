@@ -140,7 +140,8 @@ TEST_F(TidegateSim, KillDuringABurstOfChangesLosesNoAcknowledgedOne) {
   }
   const std::vector<std::string> args{
       "--conf",   dir_ + "/tidegate.conf", "--state", dir_ + "/s.db",
-      "--listen", "127.0.0.1:0",           "--admin", "127.0.0.1:0"};
+      "--listen", "127.0.0.1:0",           "--admin", "127.0.0.1:0",
+      "--inventory", VELA_SIM_INVENTORIES "/blank.json"};
   Program first;
   ASSERT_TRUE(first.Start(args));
   SimClient client;

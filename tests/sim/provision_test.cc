@@ -16,10 +16,10 @@
 namespace sim {
 namespace {
 
-Model DefaultModel() {
+Model BlankModel() {
   Model model;
   std::string error;
-  EXPECT_TRUE(ParseInventory(DefaultInventoryText(), &model, &error)) << error;
+  EXPECT_TRUE(LoadInventoryFile(VELA_SIM_INVENTORIES "/blank.json", &model, &error)) << error;
   return model;
 }
 
@@ -60,7 +60,7 @@ TEST(Provision, CapacityFollowsTheLevel) {
       {kRaid3, Sas({1, 2, 3, 4}), 0, 3},
   };
   for (const Case& c : cases) {
-    Model model = DefaultModel();
+    Model model = BlankModel();
     Subsystem& subsystem = model.subsystems[0];
     size_t index = 0;
     ASSERT_EQ(CreateArray(model, subsystem, Args(c.level, c.drives, c.perGroup), &index), 0u)
@@ -75,7 +75,7 @@ TEST(Provision, CapacityFollowsTheLevel) {
 }
 
 TEST(Provision, CreateRefusesWhatAnArrayRefuses) {
-  Model model = DefaultModel();
+  Model model = BlankModel();
   Subsystem& subsystem = model.subsystems[0];
   size_t index = 0;
   ASSERT_EQ(CreateArray(model, subsystem, Args(kRaid1, Sas({1, 2})), &index), 0u);
@@ -104,7 +104,7 @@ TEST(Provision, CreateRefusesWhatAnArrayRefuses) {
 }
 
 TEST(Provision, PartitionsFillFreeSpaceFirstFitAndKeepTheCountsTrue) {
-  Model model = DefaultModel();
+  Model model = BlankModel();
   Subsystem& subsystem = model.subsystems[0];
   size_t index = 0;
   ASSERT_EQ(CreateArray(model, subsystem, Args(kRaid5, Sas({1, 2, 3})), &index), 0u);
@@ -160,7 +160,7 @@ TEST(Provision, ExpansionRunsAsAJobOnTheScaledClock) {
   // At scale 0 the clock moves by what Sleep asks (plus the few real milliseconds the test
   // takes), so the percentages below don't depend on the machine's load.
   SetTimeScaleForTesting(0);
-  Model model = DefaultModel();
+  Model model = BlankModel();
   model.limits.jobPercentPerSecond = 10;
   Subsystem& subsystem = model.subsystems[0];
   size_t index = 0;
@@ -214,7 +214,7 @@ TEST(Provision, ExpansionRunsAsAJobOnTheScaledClock) {
 
 TEST(Provision, AJobKeepsItsProgressWhenTheRateChanges) {
   SetTimeScaleForTesting(0);
-  Model model = DefaultModel();
+  Model model = BlankModel();
   model.limits.jobPercentPerSecond = 10;
   Subsystem& subsystem = model.subsystems[0];
   size_t index = 0;
@@ -253,7 +253,7 @@ TEST(Provision, AJobKeepsItsProgressWhenTheRateChanges) {
 }
 
 TEST(Provision, MappingsRoundTripThroughThePartitionView) {
-  Model model = DefaultModel();
+  Model model = BlankModel();
   Subsystem& subsystem = model.subsystems[0];
   size_t index = 0;
   ASSERT_EQ(CreateArray(model, subsystem, Args(kRaid1, Sas({1, 2})), &index), 0u);
@@ -308,7 +308,7 @@ TEST(Provision, MappingsRoundTripThroughThePartitionView) {
 }
 
 TEST(Provision, SparesSnapshotsAndOwners) {
-  Model model = DefaultModel();
+  Model model = BlankModel();
   Subsystem& subsystem = model.subsystems[0];
   for (int i = 1; i <= 8; ++i) {
     ASSERT_EQ(AssignPoolSpare(subsystem, "MW-SATA0000" + std::to_string(i), true), 0u);
@@ -377,7 +377,7 @@ void ExpectLookupsAgree(Subsystem& subsystem, const std::vector<Serial32>& delet
 TEST(Provision, RandomSequencesKeepTheInvariants) {
   std::mt19937 random(12345);
   for (int run = 0; run < 20; ++run) {
-    Model model = DefaultModel();
+    Model model = BlankModel();
     Subsystem& subsystem = model.subsystems[0];
     std::vector<Serial32> deleted;
     for (int step = 0; step < 150; ++step) {

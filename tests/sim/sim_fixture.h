@@ -36,6 +36,8 @@ class SimFixture : public ::testing::Test {
     options_.listen = "127.0.0.1:0";
     options_.pipe_dir = dir_;
     options_.state_path = dir_ + "/state.db";
+    // The array before anything was made on it; tests that want vdisks name their inventory.
+    options_.inventory_path = VELA_SIM_INVENTORIES "/blank.json";
   }
   void TearDown() override {
     simulator_.reset();

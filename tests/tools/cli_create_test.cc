@@ -20,7 +20,7 @@ class CliCreate : public ::testing::Test {
 
 TEST_F(CliCreate, CreatesAndPrintsTheLun) {
   const CliResult created =
-      runner_.Run({"--simulate", "--json", "create", "lun", "raid5", "size=10GB", "drives=0,1,2",
+      runner_.Run({"--simulate=blank", "--json", "create", "lun", "raid5", "size=10GB", "drives=0,1,2",
                    "stripesize=32KB", "unmask=20000000aabbcc01;20000000aabbcc02"});
   ASSERT_EQ(created.exitCode, 0) << Describe(created);
   const json lun = json::parse(created.out)["lun"];
@@ -29,7 +29,7 @@ TEST_F(CliCreate, CreatesAndPrintsTheLun) {
   EXPECT_EQ(lun["index"], 0);
   EXPECT_EQ(lun["pwszUnmaskingList"], "20000000AABBCC01;20000000AABBCC02");
 
-  const CliResult text = runner_.Run({"--simulate", "create", "lun", "mirror", "size=512"});
+  const CliResult text = runner_.Run({"--simulate=blank", "create", "lun", "mirror", "size=512"});
   ASSERT_EQ(text.exitCode, 0) << Describe(text);
   EXPECT_TRUE(std::regex_search(text.out, std::regex("^LUN 0 created: Mirror, 512 MB, on "
                                                      "controller [AB]\\.\n")))
@@ -38,7 +38,7 @@ TEST_F(CliCreate, CreatesAndPrintsTheLun) {
 
   // type=N, hints, maximum drives and the second interface.
   const CliResult hinted =
-      runner_.Run({"--simulate", "--json", "--hints2", "create", "lun", "type=14", "size=1GB",
+      runner_.Run({"--simulate=blank", "--json", "--hints2", "create", "lun", "type=14", "size=1GB",
                    "hints=0x8000000000000002", "mostlyreads=true", "maxdrives=5"});
   ASSERT_EQ(hinted.exitCode, 0) << Describe(hinted);
   EXPECT_EQ(json::parse(hinted.out)["lun"]["type"], 18) << "RAID 5 by the private bit";
@@ -64,14 +64,14 @@ TEST_F(CliCreate, UsageErrorsExit2AndChangeNothing) {
       {"unmask", "lun", "0", "all"},
   };
   for (std::vector<std::string> args : cases) {
-    args.insert(args.begin(), {"--simulate", "--json"});
+    args.insert(args.begin(), {"--simulate=blank", "--json"});
     const CliResult result = runner_.Run(args);
     EXPECT_EQ(result.exitCode, 2) << Describe(result);
     EXPECT_TRUE(json::parse(result.out)["error"].contains("message")) << Describe(result);
   }
   // A subsystem that is not there is a bad selection, as for every other command.
   const CliResult result =
-      runner_.Run({"--simulate", "--json", "create", "lun", "raid5", "--subsystem", "4"});
+      runner_.Run({"--simulate=blank", "--json", "create", "lun", "raid5", "--subsystem", "4"});
   EXPECT_EQ(result.exitCode, 5) << Describe(result);
 }
 

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <set>
+#include <string>
 #include <nlohmann/json.hpp>
 
 #include "tests/tools/cli_runner.h"
@@ -107,4 +109,21 @@ TEST_F(CliMultipath, PathStatusByHbaPort) {
 
   result = Run({"setpathstatus", "hbaport", "nonsense", "failed"});
   EXPECT_EQ(result.exitCode, 2) << Describe(result);
+}
+
+TEST_F(CliMultipath, TheBuiltInArrayShowsItsLunsPathsWithNoSetUp) {
+  // No inventory and no host view named: LUN 0 of the built-in array, owned by controller A,
+  // reaches the host through both controllers' ports; A's are the active ones.
+  const CliResult result = runner_.Run({"--simulate", "--json", "list", "paths", "lun", "0"});
+  ASSERT_EQ(result.exitCode, 0) << Describe(result);
+  const json doc = json::parse(result.out);
+  ASSERT_EQ(doc["paths"].size(), 4u) << result.out;
+  std::multiset<int> states;
+  std::set<int> controllerPorts;
+  for (const json& path : doc["paths"]) {
+    states.insert(path["status"].get<int>());
+    controllerPorts.insert(path["controllerPort"].get<int>());
+  }
+  EXPECT_EQ(states, (std::multiset<int>{1, 1, 7, 7})) << "two online, two standby";
+  EXPECT_EQ(controllerPorts, (std::set<int>{0, 1, 2, 3}));
 }

@@ -39,7 +39,7 @@ TEST_F(CliShell, SelectListAndDetailFromStandardInput) {
 }
 
 TEST_F(CliShell, ABadSelectionStopsTheScriptWithExitCode5) {
-  const CliResult result = runner_.Run({"--simulate", "shell"},
+  const CliResult result = runner_.Run({"--simulate=blank", "shell"},
                                        "select subsystem 0\n"
                                        "select lun 4096\n"
                                        "list luns\n");

@@ -19,9 +19,9 @@ using nlohmann::json;
 
 class CliSize : public ::testing::Test {
  protected:
-  // The default inventory with background jobs slow enough to watch.
+  // The blank inventory with background jobs slow enough to watch.
   std::string SlowJobs() {
-    std::ifstream in(std::string(VDSCTL_INVENTORY_DIR) + "/default.json");
+    std::ifstream in(std::string(VDSCTL_INVENTORY_DIR) + "/blank.json");
     json inventory = json::parse(in);
     inventory["globals"]["jobPercentPerSecond"] = 2;
     return runner_.WriteFile("slow.json", inventory.dump());
@@ -160,7 +160,7 @@ TEST_F(CliSize, CreateInPools) {
                                                "create lun default pool=3 size=1GB\n"
                                                "list luns\n");
   const CliResult result =
-      runner_.Run({"--simulate", "--json", "shell", "--script", script}, "exit\n");
+      runner_.Run({"--simulate=blank", "--json", "shell", "--script", script}, "exit\n");
   ASSERT_EQ(result.exitCode, 0) << Describe(result);
   const std::vector<json> documents = Documents(result.out);
   ASSERT_EQ(documents.size(), 4u) << result.out;
