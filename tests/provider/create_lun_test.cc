@@ -226,7 +226,8 @@ TEST_F(CreateLunTest, NewRaid5FromNamedDrivesThenUnmasked) {
   ASSERT_EQ(Create(VDS_LT_RAID5, kGiB, {2, 0, 1}, {}, u"", &prop), S_OK);
   const std::vector<Request> second = ChangesSent();
   ASSERT_EQ(Opcodes(second), std::vector<uint32_t>{ADD_ARRAY_PART});
-  EXPECT_EQ(0, std::memcmp(second[0].bytes.data() + kApSerial, part.bytes.data() + kApSerial, 0));
+  EXPECT_EQ(0, std::memcmp(second[0].bytes.data() + kApSerial, part.bytes.data() + kApSerial, 32))
+      << "the same vdisk";
   EXPECT_EQ(second[0].Text(kApName), "VDS_LUN_1");
   // Named drives partly in use: no vdisk can take them and none can be made.
   EXPECT_EQ(Create(VDS_LT_RAID5, kGiB, {0, 1, 3}), VDS_E_DEVICE_IN_USE);

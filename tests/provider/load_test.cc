@@ -151,8 +151,11 @@ TEST_F(LoadTest, UnreadableControllerRecordTakesTheSubsystemOn) {
 namespace {
 
 // A host inventory that records the steps it is asked for; its HBA library knows one port.
+// Stands in for the host's source while it lives, and puts the one before it back.
 class StepRecorder : public HostInventorySource {
  public:
+  StepRecorder() : previous_(GetHostInventorySource()) { SetHostInventorySource(this); }
+  ~StepRecorder() override { SetHostInventorySource(previous_); }
   bool Connect() override { return true; }
   void Disconnect() override {}
   bool Fill(InventoryStep step, HostInventory* inventory) override {
@@ -166,6 +169,9 @@ class StepRecorder : public HostInventorySource {
     return true;
   }
   std::vector<InventoryStep> steps;
+
+ private:
+  HostInventorySource* const previous_;
 };
 
 // The proxy's HBA list only adds to the ports the HBA library found: its failure skips nothing.
@@ -176,9 +182,7 @@ TEST_F(LoadTest, TheProxysHbaPortsAddToTheLibrarysAndTheirFailureStopsNothing) {
   StartSimulator("default.json");
   {
     StepRecorder source;
-    SetHostInventorySource(&source);
     ASSERT_EQ(Load(/*withSink=*/false), S_OK);
-    SetHostInventorySource(nullptr);
     EXPECT_EQ(source.steps, expected);
     const HostInventory& inventory = provider_->Inventory();
     ASSERT_GT(inventory.HBA_vec.size(), 1u);
@@ -196,10 +200,8 @@ TEST_F(LoadTest, TheProxysHbaPortsAddToTheLibrarysAndTheirFailureStopsNothing) {
   }
   {
     StepRecorder source;
-    SetHostInventorySource(&source);
     ASSERT_EQ(simulator_->Admin("fault next 1 status=1 125"), "ok");
     ASSERT_EQ(Load(/*withSink=*/false), S_OK);
-    SetHostInventorySource(nullptr);
     EXPECT_EQ(source.steps, expected);
     EXPECT_EQ(provider_->Inventory().HBA_vec.size(), 1u);
   }
