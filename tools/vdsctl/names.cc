@@ -273,6 +273,19 @@ std::string RaidFlagText(ULONG flags) { return FlagWordsWithHex(kRaidFlags, flag
 std::string LunFlagText(ULONG flags) { return FlagWordsWithHex(kLunFlags, flags); }
 std::string ProviderFlagText(ULONG flags) { return FlagWordsWithHex(kProviderFlags, flags); }
 
+std::string StripeSizeText(ULONG flags) {
+  static constexpr const char* kUnits[] = {"B", "KB", "MB", "GB"};
+  std::string words;
+  for (unsigned bit = 0; bit < 32; ++bit) {
+    if ((flags & (1u << bit)) == 0) continue;
+    if (!words.empty()) words += ", ";
+    words += std::to_string(1u << (bit % 10)) + " " + kUnits[bit / 10];
+  }
+  char hex[16];
+  std::snprintf(hex, sizeof(hex), "0x%X", static_cast<unsigned>(flags));
+  return (words.empty() ? std::string("None") : words) + " (" + hex + ")";
+}
+
 std::string WwnText(const std::string& text) {
   if (text.size() != 16) return text;
   std::string out;

@@ -35,6 +35,8 @@ std::string SubsystemFlagText(ULONG flags);
 std::string RaidFlagText(ULONG flags);  // ulSupportedRaidTypeFlags
 std::string LunFlagText(ULONG flags);
 std::string ProviderFlagText(ULONG flags);
+// ulStripeSizeFlags: bit n stands for a stripe of 2^n bytes. "16 KB, 32 KB, 64 KB (0x1C000)".
+std::string StripeSizeText(ULONG flags);
 
 // "20:70:02:56:4c:05:00:01" for a WWN written as 16 hex digits; other text as it is.
 std::string WwnText(const std::string& text);

@@ -217,7 +217,7 @@ std::string DetailText(const ProviderRow& row) {
       .Add("Version id", GuidToString(p.guidVersionId))
       .Add("Type", ProviderTypeWord(p.type))
       .Add("Flags", ProviderFlagText(p.ulFlags))
-      .Add("Stripe size flags", Hex(p.ulStripeSizeFlags))
+      .Add("Stripe sizes", StripeSizeText(p.ulStripeSizeFlags))
       .Add("Rebuild priority", std::to_string(p.sRebuildPriority))
       .Render();
 }
@@ -231,7 +231,7 @@ std::string DetailText(const SubsystemRow& row) {
       .Add("Status", StatusWord(p.status))
       .Add("Health", HealthWord(p.health))
       .Add("Flags", SubsystemFlagText(p.ulFlags))
-      .Add("Stripe size flags", Hex(p.ulStripeSizeFlags))
+      .Add("Stripe sizes", StripeSizeText(p.ulStripeSizeFlags))
       .Add("RAID type flags", RaidFlagText(p.ulSupportedRaidTypeFlags))
       .Add("Internal buses", std::to_string(p.sNumberOfInternalBuses))
       .Add("Slots per bus", std::to_string(p.sMaxNumberOfSlotsEachBus))
