@@ -1,8 +1,10 @@
 #include "tests/provider/sim_fixture.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <fstream>
 
+#include "objects/lun.h"
 #include "platform/clock.h"
 #include "platform/registry.h"
 #include "tests/provider/sim_journal.h"
@@ -242,4 +244,45 @@ bool SimProviderTest::WaitFor(const std::function<bool()>& done) {
     Sleep(5);
   }
   return true;
+}
+
+void HostViewTest::SetUp() {
+  SimProviderTest::SetUp();
+  hostViewPath_ = TestDir() + "/host-view.json";
+  std::remove((hostViewPath_ + ".calls").c_str());
+  setenv("VELA_HOST_VIEW", hostViewPath_.c_str(), 1);
+}
+
+void HostViewTest::TearDown() {
+  held_.clear();
+  SimProviderTest::TearDown();
+  unsetenv("VELA_HOST_VIEW");
+  std::remove(hostViewPath_.c_str());
+  std::remove((hostViewPath_ + ".calls").c_str());
+}
+
+nlohmann::json HostViewTest::View() {
+  std::ifstream in(hostViewPath_);
+  return nlohmann::json::parse(in, nullptr, false);
+}
+
+void HostViewTest::WriteView(const nlohmann::json& view) {
+  std::ofstream(hostViewPath_) << view.dump();
+}
+
+CLun* HostViewTest::Lun(const std::u16string& name) {
+  MutexGuard guard(hNotificationMutex, "HostViewTest::Lun");
+  for (const auto& [id, entry] : provider_->Objects()) {
+    if (entry.type != VDS_OT_LUN) continue;
+    auto* lun = static_cast<CLun*>(entry.pObject);
+    if (name != lun->Prop().pwszFriendlyName) continue;
+    held_.emplace_back(static_cast<IVdsLun*>(lun));
+    return lun;
+  }
+  return nullptr;
+}
+
+void HostViewTest::ReadHostInventory() {
+  MutexGuard refresh(hRefreshMutex, "HostViewTest");
+  provider_->initWmi();
 }

@@ -118,4 +118,23 @@ class SimProviderTest : public ::testing::Test {
   std::string hostViewPath_;
 };
 
+class CLun;
+
+// The provider against the simulator and the host view it writes: the host's disks, multipath
+// and HBA classes, read through the provider's WMI and HBA shims.
+class HostViewTest : public SimProviderTest {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  nlohmann::json View();
+  void WriteView(const nlohmann::json& view);
+  // The LUN of that friendly name; the fixture holds a reference until TearDown.
+  CLun* Lun(const std::u16string& name);
+  // Reads the host's inventory again, as a refresh does.
+  void ReadHostInventory();
+
+  std::vector<ComPtr<IVdsLun>> held_;
+};
+
 #endif  // VELA_TESTS_PROVIDER_SIM_FIXTURE_H_
