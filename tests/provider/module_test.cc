@@ -140,7 +140,7 @@ TEST_F(ModuleLifeTest, LoadsCreatesRunsAndUnmapsWhenNothingIsAlive) {
   ASSERT_EQ(provider->QueryInterface(IID_IVdsHwProvider, reinterpret_cast<void**>(&hw)), S_OK);
   IEnumVdsObject* subSystems = nullptr;
   ASSERT_EQ(hw->QuerySubSystems(&subSystems), S_OK);
-  EXPECT_EQ(Ids(subSystems).size(), 1u);
+  EXPECT_EQ(ListOf<IVdsSubSystem>(subSystems).size(), 1u);
   hw->Release();
   ASSERT_EQ(provider->OnUnload(TRUE), S_OK);
   provider->Release();

@@ -72,45 +72,18 @@ void SimProviderTest::Unload() {
   provider_ = nullptr;
 }
 
-std::vector<GUID> SimProviderTest::Ids(IEnumVdsObject* list) {
-  std::vector<GUID> ids;
-  if (list == nullptr) return ids;
-  IUnknown* unknown = nullptr;
-  ULONG fetched = 0;
-  while (list->Next(1, &unknown, &fetched) == S_OK && fetched == 1) {
-    GUID id{};
-    IVdsSubSystem* subSystem = nullptr;
-    IVdsController* controller = nullptr;
-    if (SUCCEEDED(
-            unknown->QueryInterface(IID_IVdsSubSystem, reinterpret_cast<void**>(&subSystem)))) {
-      VDS_SUB_SYSTEM_PROP prop{};
-      if (SUCCEEDED(subSystem->GetProperties(&prop))) {
-        id = prop.id;
-        CoTaskMemFree(prop.pwszFriendlyName);
-        CoTaskMemFree(prop.pwszIdentification);
-      }
-      subSystem->Release();
-    } else if (SUCCEEDED(unknown->QueryInterface(IID_IVdsController,
-                                                 reinterpret_cast<void**>(&controller)))) {
-      VDS_CONTROLLER_PROP prop{};
-      if (SUCCEEDED(controller->GetProperties(&prop))) {
-        id = prop.id;
-        CoTaskMemFree(prop.pwszFriendlyName);
-        CoTaskMemFree(prop.pwszIdentification);
-      }
-      controller->Release();
-    }
-    ids.push_back(id);
-    unknown->Release();
-  }
-  list->Release();
-  return ids;
-}
-
 std::vector<GUID> SimProviderTest::SubSystemIds() {
   IEnumVdsObject* list = nullptr;
   EXPECT_EQ(provider_->QuerySubSystems(&list), S_OK);
-  return Ids(list);
+  std::vector<GUID> ids;
+  for (const auto& subSystem : ListOf<IVdsSubSystem>(list)) {
+    VDS_SUB_SYSTEM_PROP prop{};
+    EXPECT_EQ(subSystem->GetProperties(&prop), S_OK);
+    Take(prop.pwszFriendlyName);
+    Take(prop.pwszIdentification);
+    ids.push_back(prop.id);
+  }
+  return ids;
 }
 
 std::vector<GUID> SimProviderTest::ControllerIds() {
@@ -120,7 +93,14 @@ std::vector<GUID> SimProviderTest::ControllerIds() {
   for (const auto& subSystem : ListOf<IVdsSubSystem>(list)) {
     IEnumVdsObject* controllers = nullptr;
     if (subSystem->QueryControllers(&controllers) != S_OK) continue;
-    for (const GUID& id : Ids(controllers)) ids.push_back(id);
+    for (const auto& controller : ListOf<IVdsController>(controllers)) {
+      VDS_CONTROLLER_PROP prop{};
+      if (SUCCEEDED(controller->GetProperties(&prop))) {
+        Take(prop.pwszFriendlyName);
+        Take(prop.pwszIdentification);
+      }
+      ids.push_back(prop.id);
+    }
   }
   return ids;
 }

@@ -91,8 +91,7 @@ class SimProviderTest : public ::testing::Test {
   // A file of sim/inventories, parsed (for tests that edit it before StartSimulator).
   static nlohmann::json ReadInventory(const std::string& file);
 
-  // Ids of an enumerator's objects, in list order; the enumerator is released.
-  static std::vector<GUID> Ids(IEnumVdsObject* list);
+  // Ids in list order: the subsystems, and the controllers of all subsystems.
   std::vector<GUID> SubSystemIds();
   std::vector<GUID> ControllerIds();
   std::vector<ComPtr<IVdsDrive>> Drives(IVdsSubSystem* subSystem);
