@@ -2,40 +2,6 @@
 
 using nlohmann::json;
 
-DriveView ViewOf(IVdsDrive* drive) {
-  DriveView view{};
-  EXPECT_EQ(drive->GetProperties(&view.prop), S_OK);
-  view.name = Take(view.prop.pwszFriendlyName);
-  view.ident = Take(view.prop.pwszIdentification);
-  ComPtr<IVdsDrive2> drive2;
-  EXPECT_EQ(drive->QueryInterface(IID_IVdsDrive2,
-                                  reinterpret_cast<void**>(drive2.ReleaseAndGetAddressOf())),
-            S_OK);
-  EXPECT_EQ(drive2->GetProperties2(&view.prop2), S_OK);
-  CoTaskMemFree(view.prop2.pwszFriendlyName);
-  CoTaskMemFree(view.prop2.pwszIdentification);
-  return view;
-}
-
-LunView ViewOf(IVdsLun* lun) {
-  LunView view{};
-  EXPECT_EQ(lun->GetProperties(&view.prop), S_OK);
-  view.name = Take(view.prop.pwszFriendlyName);
-  view.ident = Take(view.prop.pwszIdentification);
-  view.unmask = Take(view.prop.pwszUnmaskingList);
-  return view;
-}
-
-PoolView ViewOf(IVdsStoragePool* pool) {
-  PoolView view{};
-  EXPECT_EQ(pool->GetProperties(&view.prop), S_OK);
-  view.name = Take(view.prop.pwszName);
-  view.description = Take(view.prop.pwszDescription);
-  EXPECT_EQ(pool->GetAttributes(&view.attr), S_OK);
-  view.usage = Take(view.attr.pwszIntendedUsage);
-  return view;
-}
-
 json SubsystemJson(const std::string& uniqueSn) {
   auto controller = [](int handle, int id, const char* serial, const char* ip, int wwnByte) {
     char wwn0[32];
@@ -92,30 +58,6 @@ ComPtr<IVdsSubSystem> ObjectTest::SubSystem(size_t index) {
   auto all = ListOf<IVdsSubSystem>(list);
   EXPECT_LT(index, all.size());
   return index < all.size() ? all[index] : ComPtr<IVdsSubSystem>();
-}
-
-std::vector<ComPtr<IVdsDrive>> ObjectTest::Drives(IVdsSubSystem* subSystem) {
-  IEnumVdsObject* list = nullptr;
-  EXPECT_EQ(subSystem->QueryDrives(&list), S_OK);
-  return ListOf<IVdsDrive>(list);
-}
-
-std::vector<ComPtr<IVdsLun>> ObjectTest::Luns(IVdsSubSystem* subSystem) {
-  IEnumVdsObject* list = nullptr;
-  EXPECT_EQ(subSystem->QueryLuns(&list), S_OK);
-  return ListOf<IVdsLun>(list);
-}
-
-std::vector<ComPtr<IVdsController>> ObjectTest::Controllers(IVdsSubSystem* subSystem) {
-  IEnumVdsObject* list = nullptr;
-  EXPECT_EQ(subSystem->QueryControllers(&list), S_OK);
-  return ListOf<IVdsController>(list);
-}
-
-std::vector<ComPtr<IVdsStoragePool>> ObjectTest::Pools() {
-  IEnumVdsObject* list = nullptr;
-  EXPECT_EQ(provider_->QueryStoragePools(0, 0, nullptr, &list), S_OK);
-  return ListOf<IVdsStoragePool>(list);
 }
 
 ComPtr<IVdsLun> ObjectTest::LunNamed(IVdsSubSystem* subSystem, const std::string& name) {

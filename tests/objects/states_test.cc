@@ -4,7 +4,9 @@
 #include <set>
 #include <string>
 
+#include "proxy/wire_format.h"
 #include "tests/objects/object_test_support.h"
+#include "tests/provider/sim_journal.h"
 
 namespace {
 
@@ -162,9 +164,11 @@ TEST_F(States, SetFriendlyNameUpToEightyCharacters) {
     Take(prop.pwszIdentification);
     return Take(prop.pwszFriendlyName);
   };
+  ReadJournal(simulator_.get());
   std::u16string eighty(80, u'n');
   EXPECT_EQ(naming->SetFriendlyName(eighty.data()), S_OK);
   EXPECT_EQ(name(), std::string(80, 'n'));
+  EXPECT_EQ(Only(ReadJournal(simulator_.get()), SET_ADV_NET_INTERFACE).size(), 1u);
   // 81 characters are cut; the object shows the old name until the next refresh.
   std::u16string longer(81, u'm');
   EXPECT_EQ(naming->SetFriendlyName(longer.data()), VDS_S_NAME_TRUNCATED);

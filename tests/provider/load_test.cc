@@ -20,35 +20,28 @@ TEST_F(LoadTest, TwoSubsystemsGetOneMonitorEach) {
   EXPECT_EQ(SubSystemIds().size(), 2u);
   EXPECT_EQ(provider_->MonitorThreadCount(), 2u);
   EXPECT_EQ(ControllerIds().size(), 4u);
-}
-
-// A proxy service with no arrays attached: online with nothing to show and nothing to watch.
-TEST_F(LoadTest, EmptyListIsOnlineWithoutMonitorThreads) {
-  StartSimulator("empty.json");
-  ASSERT_EQ(Load(), S_OK);
-  EXPECT_TRUE(isProviderOnline.load());
-  EXPECT_EQ(provider_->MonitorThreadCount(), 0u);
-  EXPECT_TRUE(SubSystemIds().empty());
-  // The empty map lets every query try a refresh; with nothing to refresh the list stays empty.
-  EXPECT_TRUE(SubSystemIds().empty());
-  EXPECT_EQ(provider_->MonitorThreadCount(), 0u);
-}
-
-TEST_F(LoadTest, WithoutACallbackNoMonitorStarts) {
-  StartSimulator("two-subsystems.json");
+  // Without a callback no monitor starts.
+  Unload();
   ASSERT_EQ(Load(/*withSink=*/false), S_OK);
   EXPECT_EQ(SubSystemIds().size(), 2u);
   EXPECT_EQ(provider_->MonitorThreadCount(), 0u);
 }
 
-// The simulator's only subsystem has iSCSI ports alone: the provider comes online with an
-// empty list, as with an empty subsystem list, and starts no monitor thread.
-TEST_F(LoadTest, IscsiOnlySubsystemIsSkipped) {
-  StartSimulator("iscsi-only.json");
-  ASSERT_EQ(Load(), S_OK);
-  EXPECT_TRUE(isProviderOnline.load());
-  EXPECT_TRUE(SubSystemIds().empty());
-  EXPECT_EQ(provider_->MonitorThreadCount(), 0u);
+// A proxy service with no arrays attached, or whose only subsystem has iSCSI ports alone: online
+// with nothing to show and nothing to watch.
+TEST_F(LoadTest, NoFibreChannelSubsystemIsOnlineWithoutMonitorThreads) {
+  for (const char* inventory : {"empty.json", "iscsi-only.json"}) {
+    StartSimulator(inventory);
+    ASSERT_EQ(Load(), S_OK) << inventory;
+    EXPECT_TRUE(isProviderOnline.load()) << inventory;
+    EXPECT_EQ(provider_->MonitorThreadCount(), 0u) << inventory;
+    // The empty map lets every query try a refresh; with nothing to refresh the list stays empty.
+    EXPECT_TRUE(SubSystemIds().empty()) << inventory;
+    EXPECT_TRUE(SubSystemIds().empty()) << inventory;
+    EXPECT_EQ(provider_->MonitorThreadCount(), 0u) << inventory;
+    Unload();
+    simulator_->Stop();
+  }
 }
 
 TEST_F(LoadTest, WrongPasswordStaysOfflineWithSuccess) {

@@ -54,17 +54,49 @@ class ModuleEnvironment {
   std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
 };
 
-TEST(Module, LoadsCreatesTheProviderAndUnloadsWhenNothingIsAlive) {
-  ModuleEnvironment environment("0");
-  void* module = dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_LOCAL);
-  ASSERT_NE(module, nullptr) << dlerror();
-  auto getClassObject = reinterpret_cast<GetClassObjectFn>(dlsym(module, "DllGetClassObject"));
-  auto canUnloadNow = reinterpret_cast<CanUnloadNowFn>(dlsym(module, "DllCanUnloadNow"));
-  ASSERT_NE(getClassObject, nullptr);
-  ASSERT_NE(canUnloadNow, nullptr);
+// The module opened by name, with the two exports the service calls.
+struct LoadedModule {
+  void* handle = nullptr;
+  GetClassObjectFn get = nullptr;
+  CanUnloadNowFn canUnload = nullptr;
+
+  // False (with a failure noted) when the module or an export is missing.
+  bool Open() {
+    handle = dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_LOCAL);
+    EXPECT_NE(handle, nullptr) << dlerror();
+    if (handle == nullptr) return false;
+    get = reinterpret_cast<GetClassObjectFn>(dlsym(handle, "DllGetClassObject"));
+    canUnload = reinterpret_cast<CanUnloadNowFn>(dlsym(handle, "DllCanUnloadNow"));
+    EXPECT_NE(get, nullptr);
+    EXPECT_NE(canUnload, nullptr);
+    return get != nullptr && canUnload != nullptr;
+  }
+  // A provider from the class factory, which is released again; null (failure noted) if none.
+  IVdsProviderPrivate* Create() const {
+    IClassFactory* factory = nullptr;
+    EXPECT_EQ(get(CLSID_VelaHwProvider, IID_IClassFactory, reinterpret_cast<void**>(&factory)),
+              S_OK);
+    if (factory == nullptr) return nullptr;
+    IVdsProviderPrivate* provider = nullptr;
+    EXPECT_EQ(factory->CreateInstance(nullptr, IID_IVdsProviderPrivate,
+                                      reinterpret_cast<void**>(&provider)),
+              S_OK);
+    factory->Release();
+    return provider;
+  }
+};
+
+// The whole life the disk service gives the module, against the simulator.
+class ModuleLifeTest : public SimProviderTest {};
+
+TEST_F(ModuleLifeTest, LoadsCreatesRunsAndUnmapsWhenNothingIsAlive) {
+  StartSimulator("default.json");
+  ModuleEnvironment environment("0.001");
+  LoadedModule module;
+  ASSERT_TRUE(module.Open());
   // The GUID order its clients share with it.
   using GuidLessFn = bool (*)(const GUID&, const GUID&);
-  auto guidLess = reinterpret_cast<GuidLessFn>(dlsym(module, "_ZltRK4GUIDS1_"));
+  auto guidLess = reinterpret_cast<GuidLessFn>(dlsym(module.handle, "_ZltRK4GUIDS1_"));
   ASSERT_NE(guidLess, nullptr) << "operator<(GUID const&, GUID const&) is not exported";
   const GUID low = {0x01000000, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}};
   const GUID high = {0x00000002, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}};  // memory order: 02 00 00 00
@@ -72,74 +104,48 @@ TEST(Module, LoadsCreatesTheProviderAndUnloadsWhenNothingIsAlive) {
   EXPECT_FALSE(guidLess(high, low));
   EXPECT_FALSE(guidLess(low, low));
   // Everything else stays inside.
-  EXPECT_EQ(dlsym(module, "InitRefreshLock"), nullptr);
-  EXPECT_EQ(dlsym(module, "_ZN9CProvider6OnLoadEPDsP8IUnknown"), nullptr);
+  EXPECT_EQ(dlsym(module.handle, "InitRefreshLock"), nullptr);
+  EXPECT_EQ(dlsym(module.handle, "_ZN9CProvider6OnLoadEPDsP8IUnknown"), nullptr);
 
-  EXPECT_EQ(getClassObject(CLSID_VelaHwProvider, IID_IClassFactory, nullptr), E_POINTER);
+  EXPECT_EQ(module.get(CLSID_VelaHwProvider, IID_IClassFactory, nullptr), E_POINTER);
   void* out = nullptr;
-  EXPECT_EQ(getClassObject(IID_IUnknown, IID_IClassFactory, &out), CLASS_E_CLASSNOTAVAILABLE);
-
+  EXPECT_EQ(module.get(IID_IUnknown, IID_IClassFactory, &out), CLASS_E_CLASSNOTAVAILABLE);
   IClassFactory* factory = nullptr;
-  ASSERT_EQ(
-      getClassObject(CLSID_VelaHwProvider, IID_IClassFactory, reinterpret_cast<void**>(&factory)),
-      S_OK);
-  EXPECT_EQ(canUnloadNow(), S_OK);  // the factory alone doesn't hold the module
-
-  IVdsProvider* provider = nullptr;
-  ASSERT_EQ(factory->CreateInstance(nullptr, IID_IVdsProvider, reinterpret_cast<void**>(&provider)),
+  ASSERT_EQ(module.get(CLSID_VelaHwProvider, IID_IClassFactory, reinterpret_cast<void**>(&factory)),
             S_OK);
-  EXPECT_EQ(canUnloadNow(), S_FALSE);
+  EXPECT_EQ(module.canUnload(), S_OK);  // the factory alone doesn't hold the module
+  factory->Release();
+
+  IVdsProviderPrivate* provider = module.Create();
+  ASSERT_NE(provider, nullptr);
+  EXPECT_EQ(module.canUnload(), S_FALSE);
+  ComPtr<IVdsProvider> vds;
+  ASSERT_EQ(provider->QueryInterface(IID_IVdsProvider,
+                                     reinterpret_cast<void**>(vds.ReleaseAndGetAddressOf())),
+            S_OK);
   VDS_PROVIDER_PROP prop{};
-  ASSERT_EQ(provider->GetProperties(&prop), S_OK);
+  ASSERT_EQ(vds->GetProperties(&prop), S_OK);
   EXPECT_EQ(prop.id, VELA_PROVIDER_ID);
   CoTaskMemFree(prop.pwszName);
   CoTaskMemFree(prop.pwszVersion);
-  IVdsHwProviderType* type = nullptr;
-  ASSERT_EQ(provider->QueryInterface(IID_IVdsHwProviderType, reinterpret_cast<void**>(&type)),
+  ComPtr<IVdsHwProviderType> type;
+  EXPECT_EQ(vds->QueryInterface(IID_IVdsHwProviderType,
+                                reinterpret_cast<void**>(type.ReleaseAndGetAddressOf())),
             S_OK);
-  type->Release();
-  provider->Release();
-  factory->Release();
-  EXPECT_EQ(canUnloadNow(), S_OK);
-  EXPECT_EQ(dlclose(module), 0);
-  EXPECT_EQ(dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_NOLOAD), nullptr);
-}
+  type.Reset();
+  vds.Reset();
 
-// The whole life the disk service gives the module, against the simulator.
-class ModuleLifeTest : public SimProviderTest {};
-
-TEST_F(ModuleLifeTest, LoadsAgainstTheSimulatorAndUnmapsWhenNothingIsAlive) {
-  StartSimulator("default.json");
-  ModuleEnvironment environment("0.001");
-  void* module = dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_LOCAL);
-  ASSERT_NE(module, nullptr) << dlerror();
-  auto getClassObject = reinterpret_cast<GetClassObjectFn>(dlsym(module, "DllGetClassObject"));
-  auto canUnloadNow = reinterpret_cast<CanUnloadNowFn>(dlsym(module, "DllCanUnloadNow"));
-  ASSERT_NE(getClassObject, nullptr);
-  ASSERT_NE(canUnloadNow, nullptr);
-
-  IClassFactory* factory = nullptr;
-  ASSERT_EQ(
-      getClassObject(CLSID_VelaHwProvider, IID_IClassFactory, reinterpret_cast<void**>(&factory)),
-      S_OK);
-  IVdsProviderPrivate* provider = nullptr;
-  ASSERT_EQ(factory->CreateInstance(nullptr, IID_IVdsProviderPrivate,
-                                    reinterpret_cast<void**>(&provider)),
-            S_OK);
-  factory->Release();
   ASSERT_EQ(provider->OnLoad(nullptr, sink_->GetUnknown()), S_OK);
   IVdsHwProvider* hw = nullptr;
   ASSERT_EQ(provider->QueryInterface(IID_IVdsHwProvider, reinterpret_cast<void**>(&hw)), S_OK);
   IEnumVdsObject* subSystems = nullptr;
   ASSERT_EQ(hw->QuerySubSystems(&subSystems), S_OK);
-  EXPECT_EQ(Ids(subSystems).size(), 1u);
+  EXPECT_EQ(ListOf<IVdsSubSystem>(subSystems).size(), 1u);
   hw->Release();
-  EXPECT_EQ(canUnloadNow(), S_FALSE);
-
   ASSERT_EQ(provider->OnUnload(TRUE), S_OK);
   provider->Release();
-  EXPECT_EQ(canUnloadNow(), S_OK);
-  EXPECT_EQ(dlclose(module), 0);
+  EXPECT_EQ(module.canUnload(), S_OK);
+  EXPECT_EQ(dlclose(module.handle), 0);
   EXPECT_EQ(dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_NOLOAD), nullptr);
 }
 
@@ -166,27 +172,16 @@ TEST_F(ModuleLifeTest, RepeatedLoadsWithARefusedLogonNeverUnmapARunningThread) {
   constexpr int kRounds = 200;
   int keptMapped = 0;
   for (int round = 0; round < kRounds; ++round) {
-    void* module = dlopen(VELA_PROVIDER_MODULE, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(module, nullptr) << dlerror();
-    auto getClassObject = reinterpret_cast<GetClassObjectFn>(dlsym(module, "DllGetClassObject"));
-    auto canUnloadNow = reinterpret_cast<CanUnloadNowFn>(dlsym(module, "DllCanUnloadNow"));
-    ASSERT_NE(getClassObject, nullptr);
-    ASSERT_NE(canUnloadNow, nullptr);
-    IClassFactory* factory = nullptr;
-    ASSERT_EQ(
-        getClassObject(CLSID_VelaHwProvider, IID_IClassFactory, reinterpret_cast<void**>(&factory)),
-        S_OK);
-    IVdsProviderPrivate* provider = nullptr;
-    ASSERT_EQ(factory->CreateInstance(nullptr, IID_IVdsProviderPrivate,
-                                      reinterpret_cast<void**>(&provider)),
-              S_OK);
-    factory->Release();
+    LoadedModule module;
+    ASSERT_TRUE(module.Open());
+    IVdsProviderPrivate* provider = module.Create();
+    ASSERT_NE(provider, nullptr);
     EXPECT_EQ(provider->OnLoad(nullptr, sink_->GetUnknown()), S_OK);  // offline, empty
     EXPECT_EQ(provider->OnUnload(TRUE), S_OK);
     provider->Release();
     // As the service and vdsctl do: the module goes only when it says so.
-    if (canUnloadNow() == S_OK) {
-      EXPECT_EQ(dlclose(module), 0);
+    if (module.canUnload() == S_OK) {
+      EXPECT_EQ(dlclose(module.handle), 0);
     } else {
       ++keptMapped;
     }

@@ -80,31 +80,6 @@ TEST_F(RegistryTest, GetObjectChecksPointerBeforeTypeAndLeavesTwoReferences) {
   EXPECT_EQ(FakeObject::s_live, 1);
 }
 
-TEST_F(RegistryTest, FindObjAndGuidKeepsTheFirstIdAndPrefersTheLowerGuid) {
-  FakeObject* low = Register(5, u"same");
-  FakeObject* high = Register(9, u"same");
-  FakeObject* other = Register(1, u"drive", VDS_OT_DRIVE);
-
-  MutexGuard guard(hNotificationMutex, "RegistryTest");
-  GUID guid = MakeGuid(200);
-  FakeObject* found = nullptr;
-  FindObjAndGuid(provider_, &found, &guid, u"same");
-  EXPECT_EQ(found, low);
-  EXPECT_EQ(guid, MakeGuid(5));
-
-  // A name of an object of another class is not a match: a new object comes, with the new id.
-  guid = MakeGuid(201);
-  OtherFakeObject* created = nullptr;
-  FindObjAndGuid(provider_, &created, &guid, u"same");
-  ASSERT_NE(created, nullptr);
-  EXPECT_NE(static_cast<FakeObject*>(created), low);
-  EXPECT_EQ(guid, MakeGuid(201));
-  created->AddRef();
-  created->Release();
-
-  for (FakeObject* object : {low, high, other}) object->Release();
-}
-
 TEST_F(RegistryTest, AnEntryLeavesWithItsObject) {
   FakeObject* object = Register(7, u"gone");
   object->Release();
@@ -160,6 +135,15 @@ TEST_F(RegistryTest, FindObjAndGuidPassesOverOtherClassesAndOtherNames) {
   FindObjAndGuid(provider_, &found, &guid, u"same");
   EXPECT_EQ(found, otherDrive);
   EXPECT_EQ(guid, MakeGuid(6));
+  // A name only an object of another class has: a new object comes, with the new id.
+  guid = MakeGuid(201);
+  OtherFakeObject* created = nullptr;
+  FindObjAndGuid(provider_, &created, &guid, u"same name");
+  ASSERT_NE(created, nullptr);
+  EXPECT_NE(static_cast<FakeObject*>(created), longer);
+  EXPECT_EQ(guid, MakeGuid(201));
+  created->AddRef();
+  created->Release();
   for (FakeObject* object : {lun, longer, static_cast<FakeObject*>(otherDrive)}) object->Release();
 }
 

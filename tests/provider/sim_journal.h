@@ -3,7 +3,9 @@
 #ifndef VELA_TESTS_PROVIDER_SIM_JOURNAL_H_
 #define VELA_TESTS_PROVIDER_SIM_JOURNAL_H_
 
+#include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -17,6 +19,12 @@ struct JournalRequest {
   std::vector<uint8_t> bytes;
 
   uint32_t Be32(size_t at) const { return get_be32(bytes.data() + at); }
+  uint64_t Be64(size_t at) const { return get_be64_lowfirst(bytes.data() + at); }
+  // Whether the n bytes from `at` are all zero.
+  bool Zero(size_t at, size_t n) const {
+    return std::all_of(bytes.begin() + at, bytes.begin() + at + n,
+                       [](uint8_t b) { return b == 0; });
+  }
   std::string Text(size_t at) const { return reinterpret_cast<const char*>(bytes.data() + at); }
 };
 
@@ -34,6 +42,26 @@ inline std::vector<JournalRequest> ReadJournal(sim::Simulator* simulator) {
     out.push_back(std::move(request));
   }
   return out;
+}
+
+inline std::vector<uint32_t> Opcodes(const std::vector<JournalRequest>& requests) {
+  std::vector<uint32_t> opcodes;
+  for (const JournalRequest& request : requests) opcodes.push_back(request.opcode);
+  return opcodes;
+}
+
+// The requests `keep` holds for, in order.
+inline std::vector<JournalRequest> Filter(const std::vector<JournalRequest>& requests,
+                                          const std::function<bool(uint32_t opcode)>& keep) {
+  std::vector<JournalRequest> out;
+  std::copy_if(requests.begin(), requests.end(), std::back_inserter(out),
+               [&](const JournalRequest& request) { return keep(request.opcode); });
+  return out;
+}
+
+inline std::vector<JournalRequest> Only(const std::vector<JournalRequest>& requests,
+                                        uint32_t opcode) {
+  return Filter(requests, [opcode](uint32_t code) { return code == opcode; });
 }
 
 #endif  // VELA_TESTS_PROVIDER_SIM_JOURNAL_H_
