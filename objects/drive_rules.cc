@@ -37,21 +37,6 @@ const WCHAR* DriveClassName(uint8_t driveClass) {
   }
 }
 
-const char* DriveClassLabel(uint8_t driveClass) {
-  switch (driveClass) {
-    case kDriveClassFc:
-      return "FC";
-    case kDriveClassSata:
-      return "SATA";
-    case kDriveClassSas:
-      return "SAS";
-    case kDriveClassSsd:
-      return "SSD";
-    default:
-      return "Unknown";
-  }
-}
-
 VDS_STORAGE_BUS_TYPE DriveClassBusType(uint8_t driveClass) {
   switch (driveClass) {
     case kDriveClassFc:

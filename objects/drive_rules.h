@@ -22,7 +22,6 @@ inline constexpr uint8_t kDriveClassSsd = 7;
 uint8_t DriveClass(uint8_t driveType);
 // "FC", "SATA", "SAS", "SSD" or "Unknown".
 const WCHAR* DriveClassName(uint8_t driveClass);
-const char* DriveClassLabel(uint8_t driveClass);
 // The bus type a class stands for in a pool's attributes (an SSD pool reads SAS).
 VDS_STORAGE_BUS_TYPE DriveClassBusType(uint8_t driveClass);
 

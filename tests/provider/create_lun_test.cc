@@ -33,11 +33,6 @@ bool Changing(uint32_t opcode) {
 
 class CreateLunTest : public SimProviderTest {
  protected:
-  void SetUp() override {
-    SimProviderTest::SetUp();
-    ResetNewNamesForTesting();
-  }
-
   void Start(const std::string& inventory = "blank.json") {
     StartOn(inventory);
     for (const auto& drive : Drives(subSystem_.Get())) {

@@ -28,7 +28,6 @@ class ExtendTest : public SimProviderTest {
  protected:
   void SetUp() override {
     SimProviderTest::SetUp();
-    ResetNewNamesForTesting();
     SetOsVersionForTesting(6, 1);
     Options = 0;
   }

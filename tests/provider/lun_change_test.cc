@@ -60,7 +60,6 @@ class LunChangeTest : public SimProviderTest {
     if (!ulp) {
       for (json& controller : subsystem["controllers"]) controller["controllerMode"] = 0;
     }
-    ResetNewNamesForTesting();
     StartOn(inventory.dump());
   }
 

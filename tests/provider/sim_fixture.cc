@@ -7,6 +7,7 @@
 #include "objects/lun.h"
 #include "platform/clock.h"
 #include "platform/registry.h"
+#include "provisioning/utility.h"
 #include "tests/provider/sim_journal.h"
 
 void SimProviderTest::SetUp() {
@@ -15,6 +16,8 @@ void SimProviderTest::SetUp() {
   SetTimeScaleForTesting(0.001);
   std::ofstream(TestDir() + "/registry.reg") << "Windows Registry Editor Version 5.00\n\n";
   SetRegistryFile(TestDir() + "/registry.reg");
+  // Names handed out by an earlier test of the process are not this array's.
+  ResetNewNamesForTesting();
   sink_ = new RecordingSink();
   sink_->AddRef();
 }
