@@ -90,6 +90,8 @@ TEST_F(LogLinesTest, RaidLevelSpecialLunAndNewNameLinesEndTheirLine) {
   IsSupportSpecialLun();
   EXPECT_TRUE(HasLine("IsSupportSpecialLun(): DisabeSepcialLun = 0"));
   const subsystem& record = static_cast<CSubSystem*>(SubSystem().Get())->Record();
+  // Under the provider's lock, as the creation paths call it.
+  MutexGuard guard(hNotificationMutex, "LogLinesTest");
   const char* name = NewName(record, false, 0, nullptr);
   ASSERT_NE(name, nullptr);
   EXPECT_TRUE(HasLine(std::string("NewName ") + name));

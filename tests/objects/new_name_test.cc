@@ -18,7 +18,10 @@ class NewNames : public ObjectTest {
     for (const std::string& name : taken_) NewName(subsystem{}, false, 0, name.c_str());
     ObjectTest::TearDown();
   }
+  // Under the provider's lock, as the creation paths call it: the monitor threads must not
+  // judge the session by an exchange that is half done.
   std::string Take(const subsystem& record, bool isVdisk, int kind) {
+    MutexGuard guard(hNotificationMutex, "NewNames::Take");
     const char* name = NewName(record, isVdisk, kind, nullptr);
     EXPECT_NE(name, nullptr);
     taken_.push_back(name);
@@ -55,7 +58,10 @@ TEST_F(NewNames, AControllerThatCantBeReadGivesTheErrorName) {
   LoadInventory(InventoryJson({SubsystemJson("NAMES00002")}));
   subsystem unknown{};
   unknown.controllerA = 9999;
-  EXPECT_STREQ(NewName(unknown, false, 0, nullptr), "VDS_LNU_ERROR");
+  {
+    MutexGuard guard(hNotificationMutex, "NewNames");
+    EXPECT_STREQ(NewName(unknown, false, 0, nullptr), "VDS_LNU_ERROR");
+  }
   // Without controllers the list starts empty.
   EXPECT_EQ(Take(subsystem{}, false, 0), "VDS_LUN_0");
 }
