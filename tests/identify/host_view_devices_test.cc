@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -148,11 +147,7 @@ TEST(DiskLayout, MbrSignatureThroughBlkid) {
   entry[13] = 0x04;
   image[510] = 0x55;
   image[511] = static_cast<char>(0xaa);
-  const std::string path = dir.File("mbr.img");
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  ASSERT_NE(file, nullptr);
-  std::fwrite(image.data(), 1, image.size(), file);
-  std::fclose(file);
+  const std::string path = dir.Write("mbr.img", std::string(image.begin(), image.end()));
   DiskLayout layout;
   ASSERT_TRUE(ReadDiskLayoutFile(path, &layout));
   EXPECT_FALSE(layout.gpt);
@@ -234,11 +229,7 @@ TEST(DiskLayout, GptDiskIdThroughBlkid) {
   PutLe(Crc32(entries, 128 * 128), 4, header + 88);
   PutLe(Crc32(header, 92), 4, header + 16);
   TempDir dir;
-  const std::string path = dir.File("gpt.img");
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  ASSERT_NE(file, nullptr);
-  std::fwrite(image.data(), 1, image.size(), file);
-  std::fclose(file);
+  const std::string path = dir.Write("gpt.img", std::string(image.begin(), image.end()));
   DiskLayout layout;
   ASSERT_TRUE(ReadDiskLayoutFile(path, &layout));
   EXPECT_TRUE(layout.gpt);

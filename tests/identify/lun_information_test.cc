@@ -61,6 +61,10 @@ TEST(LunInformation, SerialFormsCarryTheCompanyIdentifierAcrossBytes) {
   EXPECT_EQ(std::memcmp(naa, expected, 16), 0);
   EXPECT_EQ(GetDiskSnFromPartitionSn_New(kCarrySerial), "6FFEEDD0001020300A0B0C0D0E000000");
   EXPECT_EQ(GetDiskSnFromPartitionSn_OLD(kCarrySerial), "6FFEEDD00102030ABCDE000");
+  uint8_t noisy[32];
+  std::memcpy(noisy, kCarrySerial, sizeof noisy);
+  noisy[6] = noisy[7] = noisy[13] = noisy[14] = noisy[15] = 0x99;  // bytes left out of the NAA
+  EXPECT_EQ(GetDiskSnFromPartitionSn_New(noisy), "6FFEEDD0001020300A0B0C0D0E000000");
   // VDS's serial is the partition serial's first 16 bytes in lower case, not the NAA form.
   EXPECT_EQ(LunSerialText(kCarrySerial), "ffeedd10203050000a0b0c0d0e000000");
 }

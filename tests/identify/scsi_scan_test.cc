@@ -98,7 +98,15 @@ TEST(ScsiCmd, ReportsStatusResidualAndSenseOfEachCommand) {
   const uint8_t inquiry80[6] = {0x12, 1, 0x80, 0, 48, 0};
   cmd.SetCdb(inquiry80);
   cmd.SetBuffer(buffer, sizeof(buffer));
+  ++g_scsiTrace;
+  testing::internal::CaptureStderr();
   ASSERT_TRUE(cmd.Execute());
+  std::string trace = testing::internal::GetCapturedStderr();
+  --g_scsiTrace;
+  EXPECT_NE(trace.find("SCSI_PASS_THROUGH(inquiry) status 0x0 xfer'd 11:"), std::string::npos)
+      << trace;
+  EXPECT_NE(trace.find("CDB :  12 01 80 00 30 00"), std::string::npos) << trace;
+  EXPECT_NE(trace.find("Data:  00 80 00 07 53"), std::string::npos) << trace;
   EXPECT_EQ(cmd.Residual(), 48u - 11u);
   EXPECT_EQ(PageText(buffer, 4, 7), "SERIAL1");
 
@@ -118,25 +126,7 @@ TEST(ScsiCmd, ReportsStatusResidualAndSenseOfEachCommand) {
   ASSERT_TRUE(cmd.Execute());
   EXPECT_EQ(cmd.Residual(), 48u - 5u);
   EXPECT_EQ(cmd.SetTimeout(0), ScsiCmd::kDefaultTimeout);
-}
 
-TEST(ScsiCmd, TraceAndWaitUntilReady) {
-  HostViewFile view;
-  view.Write({{"devices", {Device("\\\\.\\PhysicalDrive1", {3, 0, 2, 5}, "SERIAL1", 0x11)}}});
-  ScsiCmd cmd("\\\\.\\PhysicalDrive1");
-  uint8_t buffer[48] = {};
-  const uint8_t inquiry80[6] = {0x12, 1, 0x80, 0, 48, 0};
-  cmd.SetCdb(inquiry80);
-  cmd.SetBuffer(buffer, sizeof(buffer));
-  ++g_scsiTrace;
-  testing::internal::CaptureStderr();
-  ASSERT_TRUE(cmd.Execute());
-  std::string trace = testing::internal::GetCapturedStderr();
-  EXPECT_NE(trace.find("SCSI_PASS_THROUGH(inquiry) status 0x0 xfer'd 11:"), std::string::npos)
-      << trace;
-  EXPECT_NE(trace.find("CDB :  12 01 80 00 30 00"), std::string::npos) << trace;
-  EXPECT_NE(trace.find("Data:  00 80 00 07 53"), std::string::npos) << trace;
-  --g_scsiTrace;
   // The disk refuses MODE SENSE with ILLEGAL REQUEST: it is ready, and the wait ends at once.
   testing::internal::CaptureStderr();
   cmd.WaitUntilReady(true);

@@ -32,19 +32,6 @@ TEST(Guid, MalformedTextIsRefusedAndLeavesTheOutputAlone) {
   EXPECT_FALSE(GuidFromString(nullptr, nullptr));
 }
 
-TEST(Guid, OrderComparesTheBytesInMemory) {
-  // Data1 lies little-endian in memory, so 0x00000100 sorts before 0x00000001.
-  GUID a = GUID_NULL, b = GUID_NULL;
-  a.Data1 = 0x00000100;
-  b.Data1 = 0x00000001;
-  EXPECT_TRUE(a < b);
-  EXPECT_FALSE(b < a);
-  EXPECT_FALSE(a < a);
-  GUID c = GUID_NULL;
-  c.Data4[7] = 1;
-  EXPECT_TRUE(GUID_NULL < c);
-}
-
 TEST(Guid, OrderAgreesWithMemcmpOnEveryByte) {
   // Pairs that differ in one byte only, at each position, both ways, plus random pairs that
   // share a prefix of random length.

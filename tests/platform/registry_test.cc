@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "platform/winerror.h"
 #include "tests/platform/temp_dir.h"
 
@@ -159,20 +157,6 @@ TEST_F(Registry, BadLinesAreSkippedAndNamed) {
   const RegistryKey& key = tree.at("hkey_local_machine\\k");
   EXPECT_EQ(key.values.size(), 1u);
   EXPECT_EQ(key.values.count("ok"), 1u);
-}
-
-TEST_F(Registry, RandomBytesNeverCrashTheParser) {
-  std::mt19937 random(7);
-  for (int round = 0; round < 200; ++round) {
-    std::string text = "Windows Registry Editor Version 5.00\n";
-    int length = static_cast<int>(random() % 300);
-    const char alphabet[] = "[]\\\"=@:-,;\n hexdword(0123456789abcdefHKEY_LOCAL_MACHINE\xFF\xFE";
-    for (int i = 0; i < length; ++i) text += alphabet[random() % (sizeof(alphabet) - 1)];
-    RegistryTree tree;
-    std::vector<std::string> errors;
-    ParseRegistryText(text, &tree, &errors);
-    FormatRegistryText(tree);
-  }
 }
 
 TEST_F(Registry, ChangesToTheFileAreSeenAtTheNextOpen) {

@@ -8,11 +8,11 @@
 
 #include "provisioning/utility.h"
 #include "proxy/records_format.h"
+#include "tests/provisioning/drives.h"
 
 namespace {
 
 constexpr ULONGLONG kMiB = 1ULL << 20;
-constexpr ULONGLONG kGiB = 1ULL << 30;
 
 VDS_OBJECT_ID DriveId(int n) {
   VDS_OBJECT_ID id{};
@@ -22,17 +22,8 @@ VDS_OBJECT_ID DriveId(int n) {
 
 // n free healthy drives of one type, then `other` of another type.
 std::vector<DriveCandidate> Drives(int n, uint8_t type = kDriveTypeSas, int other = 0) {
-  std::vector<DriveCandidate> drives;
-  for (int i = 0; i < n + other; ++i) {
-    DriveCandidate drive;
-    drive.id = DriveId(i);
-    drive.size = 100 * kGiB;
-    drive.health = VDS_H_HEALTHY;
-    drive.isFree = true;
-    drive.driveType = i < n ? type : kDriveTypeSata;
-    drive.scsiId = static_cast<uint8_t>(i);
-    drives.push_back(drive);
-  }
+  std::vector<DriveCandidate> drives = Same(n, type, 100);
+  for (const DriveCandidate& drive : Same(other, kDriveTypeSata, 100, n)) drives.push_back(drive);
   return drives;
 }
 

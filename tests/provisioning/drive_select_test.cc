@@ -9,30 +9,9 @@
 
 #include "provisioning/utility.h"
 #include "proxy/records_format.h"
+#include "tests/provisioning/drives.h"
 
 namespace {
-
-constexpr ULONGLONG kGiB = 1ULL << 30;
-
-DriveCandidate Drive(int n, uint8_t type, ULONGLONG gib) {
-  DriveCandidate drive;
-  drive.id.Data1 = static_cast<uint32_t>(n + 1);
-  drive.size = gib * kGiB;
-  drive.health = VDS_H_HEALTHY;
-  drive.isFree = true;
-  drive.driveType = type;
-  const std::string serial = "SN" + std::to_string(n);
-  std::memcpy(drive.serial.data(), serial.data(), serial.size());
-  drive.channel = 1;
-  drive.scsiId = static_cast<uint8_t>(n);
-  return drive;
-}
-
-std::vector<DriveCandidate> Same(int n, uint8_t type, ULONGLONG gib, int first = 0) {
-  std::vector<DriveCandidate> drives;
-  for (int i = 0; i < n; ++i) drives.push_back(Drive(first + i, type, gib));
-  return drives;
-}
 
 TEST(DriveSelect, NamedDrivesRunningMinimumAndFreedom) {
   std::vector<DriveCandidate> drives = {Drive(0, kDriveTypeSas, 100), Drive(1, kDriveTypeSas, 50),

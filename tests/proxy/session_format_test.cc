@@ -29,23 +29,23 @@ TEST(LoginPayload, GoldenBytesForEightCharacterPassword) {
   EXPECT_EQ(std::vector<uint8_t>(out, out + kLoginPayloadSize), expected);
 }
 
-TEST(LoginPayload, ShortPasswordPaddedWithBlanks) {
-  uint8_t out[kLoginPayloadSize];
-  EncodeLoginPayload("u", "abc", 0, out);
-  const uint8_t block[8] = {0xdf, 0x7c, 0x8f, 0xf7, 0x04, 0x94, 0xa5, 0x8c};  // "abc     "
-  EXPECT_EQ(0, std::memcmp(out + kLoginOffPassword, block, 8));
-  EXPECT_EQ(out[kLoginOffPassword + 8], 0);
-  EXPECT_EQ(out[kLoginOffPasswordLength], 3);
-}
-
-TEST(LoginPayload, NineCharactersGiveTwoBlocks) {
-  uint8_t out[kLoginPayloadSize];
-  EncodeLoginPayload("u", "abcdefghi", 0, out);
-  const uint8_t first[8] = {0x45, 0xfb, 0x61, 0x81, 0xfb, 0x9d, 0xd3, 0x94};   // "abcdefgh"
-  const uint8_t second[8] = {0x8e, 0xd8, 0xc1, 0xeb, 0x4f, 0x47, 0xf3, 0xe8};  // "i       "
-  EXPECT_EQ(0, std::memcmp(out + kLoginOffPassword, first, 8));
-  EXPECT_EQ(0, std::memcmp(out + kLoginOffPassword + 8, second, 8));
-  EXPECT_EQ(out[kLoginOffPassword + 16], 0);
+// Blanks pad the password to whole blocks; a zero byte follows the last.
+TEST(LoginPayload, ShortPasswordsArePaddedToWholeBlocks) {
+  const struct {
+    std::string password;
+    std::vector<uint8_t> field;
+  } kCases[] = {
+      {"abc", {0xdf, 0x7c, 0x8f, 0xf7, 0x04, 0x94, 0xa5, 0x8c, 0}},  // "abc     "
+      {"abcdefghi",
+       {0x45, 0xfb, 0x61, 0x81, 0xfb, 0x9d, 0xd3, 0x94,       // "abcdefgh"
+        0x8e, 0xd8, 0xc1, 0xeb, 0x4f, 0x47, 0xf3, 0xe8, 0}},  // "i       "
+  };
+  for (const auto& c : kCases) {
+    uint8_t out[kLoginPayloadSize];
+    EncodeLoginPayload("u", c.password, 0, out);
+    EXPECT_EQ(0, std::memcmp(out + kLoginOffPassword, c.field.data(), c.field.size()));
+    EXPECT_EQ(out[kLoginOffPasswordLength], c.password.size());
+  }
 }
 
 TEST(LoginPayload, LongPasswordKeepsPlainTail) {

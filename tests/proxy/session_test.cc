@@ -21,6 +21,7 @@
 #include "proxy/iasocket.h"
 #include "proxy/pipe_server.h"
 #include "proxy/session_format.h"
+#include "tests/platform/temp_dir.h"
 #include "tests/support/proxy_fixture.h"
 
 namespace {
@@ -107,6 +108,7 @@ TEST_F(SessionStepTest, HandshakeStatusOutcomes) {
   peer.Reply(HandshakeReply(0x0502, 0));
   peer.Reply(HandshakeReply(0x10509, 0));
   peer.Reply(SessionFrame(SESSION_LOGIN_REPLY, Bytes(8, 0)));
+  peer.Reply(SessionFrame(SESSION_HANDSHAKE_REPLY, Bytes(12, 0)));
   uint8_t* buffer = g_requestBuffer.get();
   EXPECT_EQ(handshake(buffer), 0);
   EXPECT_EQ(handshake(buffer), 29);
@@ -114,16 +116,12 @@ TEST_F(SessionStepTest, HandshakeStatusOutcomes) {
   EXPECT_EQ(handshake(buffer), -1);
   EXPECT_EQ(handshake(buffer), -1);  // bits above 15 ignored; low byte 9 is unknown
   EXPECT_EQ(handshake(buffer), -1);  // wrong opcode
+  EXPECT_EQ(handshake(buffer), -1);  // wrong length
   const auto requests = peer.Requests();
-  ASSERT_EQ(requests.size(), 6u);
+  ASSERT_EQ(requests.size(), 7u);
   EXPECT_EQ(Bytes(requests[0].begin() + kPacketHeaderSize, requests[0].end()),
             Bytes({'p', 'i', 'x', 'n', 'o', 'd'}));
   EXPECT_EQ(get_be32(requests[0].data() + kHeaderOffDataType), RSSESSION);
-}
-
-TEST_F(SessionStepTest, HandshakeReplyOfWrongLengthFails) {
-  peer.Reply(SessionFrame(SESSION_HANDSHAKE_REPLY, Bytes(12, 0)));
-  EXPECT_EQ(handshake(g_requestBuffer.get()), -1);
 }
 
 TEST_F(SessionStepTest, LoginAndNegotiate) {
@@ -156,19 +154,14 @@ class SessionLifeTest : public ::testing::Test {
  protected:
   void SetUp() override {
     SetTimeScaleForTesting(0.001);
-    char pattern[] = "/tmp/vela_session_XXXXXX";
-    directory_ = mkdtemp(pattern);
-    setenv("VELA_SYSTEM_DIR", directory_.c_str(), 1);
-    setenv("VELA_PIPE_DIR", directory_.c_str(), 1);
-    setenv("VELA_ROOT", directory_.c_str(), 1);
-    SetRegistryFile(directory_ + "/registry.reg");
+    setenv("VELA_SYSTEM_DIR", directory_.Path().c_str(), 1);
+    setenv("VELA_PIPE_DIR", directory_.Path().c_str(), 1);
+    setenv("VELA_ROOT", directory_.Path().c_str(), 1);
+    SetRegistryFile(directory_.File("registry.reg"));
   }
-  void TearDown() override {
-    RegistryResetForTesting();
-    std::filesystem::remove_all(directory_);
-  }
+  void TearDown() override { RegistryResetForTesting(); }
   void WriteConfig(uint16_t port) {
-    std::ofstream(directory_ + "/tidegate.conf")
+    std::ofstream(directory_.File("tidegate.conf"))
         << "version  : 1\nipaddress: 127.0.0.1\nusername : admin\npassword : secret99\n"
         << "port     : " << port << "\n";
   }
@@ -178,17 +171,13 @@ class SessionLifeTest : public ::testing::Test {
     peer_.Reply(SessionFrame(SESSION_NEGOTIATE_REPLY, {}));
   }
 
-  std::string directory_;
+  TempDir directory_;
   ScriptedPeer peer_;
 };
 
-TEST_F(SessionLifeTest, MissingConfigurationFails) {
+TEST_F(SessionLifeTest, MissingConfigurationOrPortZeroFails) {
   EXPECT_EQ(ProxyInit(), -1);
   EXPECT_TRUE(peer_.Requests().empty());
-  FreeRequestBuffer();
-}
-
-TEST_F(SessionLifeTest, PortZeroFails) {
   WriteConfig(0);
   EXPECT_EQ(ProxyInit(), -1);
   FreeRequestBuffer();

@@ -89,17 +89,23 @@ class Program {
   uint16_t adminPort_ = 0;
 };
 
-class TidegateSim : public SimFixture {};
+class TidegateSim : public SimFixture {
+ protected:
+  // The program's command line, after writing the configuration it reads: state in s.db,
+  // listening and admin ports chosen by the system.
+  std::vector<std::string> Args(const std::vector<std::string>& extra = {}) {
+    std::ofstream(dir_ + "/tidegate.conf")
+        << "version  : 1\nipaddress: 127.0.0.1\nport     : 9\nusername : " << kUser
+        << "\npassword : " << kPassword << "\n";
+    std::vector<std::string> args{"--conf",   dir_ + "/tidegate.conf", "--state", dir_ + "/s.db",
+                                  "--listen", "127.0.0.1:0",           "--admin", "127.0.0.1:0"};
+    args.insert(args.end(), extra.begin(), extra.end());
+    return args;
+  }
+};
 
 TEST_F(TidegateSim, KilledProgramKeepsEveryAcknowledgedChange) {
-  {
-    std::ofstream conf(dir_ + "/tidegate.conf");
-    conf << "version  : 1\nipaddress: 127.0.0.1\nport     : 9\nusername : " << kUser
-         << "\npassword : " << kPassword << "\n";
-  }
-  const std::vector<std::string> args{
-      "--conf",   dir_ + "/tidegate.conf", "--state", dir_ + "/s.db",
-      "--listen", "127.0.0.1:0",           "--admin", "127.0.0.1:0"};
+  const std::vector<std::string> args = Args();
   Program first;
   ASSERT_TRUE(first.Start(args));
   const std::vector<std::string> answers =
@@ -112,16 +118,12 @@ TEST_F(TidegateSim, KilledProgramKeepsEveryAcknowledgedChange) {
   SimClient client;
   ASSERT_TRUE(client.Connect(second.port()));
   ASSERT_EQ(client.Logon(kUser, kPassword), 1u);
-  std::vector<uint8_t> request(kLenGetController);
-  put_be32(1002, request.data());
-  Reply reply;
-  ASSERT_TRUE(client.Command(GET_CONTROLLER, request, &reply));
-  auto record = std::make_unique<controllerData>();
-  ASSERT_TRUE(DecodeControllerData(reply.payload.data(), reply.payload.size(), record.get()));
+  auto record = FetchController(client, 1002);
   ASSERT_EQ(record->numDrives, 23u);
   EXPECT_EQ(record->drives[4].howUsed, 7);
   std::vector<uint8_t> events = Request(kLenGetEvent, 1002);
   events[0xd] = 1;
+  Reply reply;
   ASSERT_TRUE(client.Command(GET_EVENT, events, &reply));
   EXPECT_EQ(get_be32(reply.payload.data() + kEventListEntriesOffset + 8), 72u);
   client.Close();
@@ -133,15 +135,7 @@ TEST_F(TidegateSim, KilledProgramKeepsEveryAcknowledgedChange) {
 }
 
 TEST_F(TidegateSim, KillDuringABurstOfChangesLosesNoAcknowledgedOne) {
-  {
-    std::ofstream conf(dir_ + "/tidegate.conf");
-    conf << "version  : 1\nipaddress: 127.0.0.1\nport     : 9\nusername : " << kUser
-         << "\npassword : " << kPassword << "\n";
-  }
-  const std::vector<std::string> args{
-      "--conf",   dir_ + "/tidegate.conf", "--state", dir_ + "/s.db",
-      "--listen", "127.0.0.1:0",           "--admin", "127.0.0.1:0",
-      "--inventory", VELA_SIM_INVENTORIES "/blank.json"};
+  const std::vector<std::string> args = Args({"--inventory", VELA_SIM_INVENTORIES "/blank.json"});
   Program first;
   ASSERT_TRUE(first.Start(args));
   SimClient client;
@@ -174,11 +168,7 @@ TEST_F(TidegateSim, KillDuringABurstOfChangesLosesNoAcknowledgedOne) {
   SimClient again;
   ASSERT_TRUE(again.Connect(second.port()));
   ASSERT_EQ(again.Logon(kUser, kPassword), 1u);
-  std::vector<uint8_t> request(kLenGetController);
-  put_be32(1001, request.data());
-  ASSERT_TRUE(again.Command(GET_CONTROLLER, request, &reply));
-  auto record = std::make_unique<controllerData>();
-  ASSERT_TRUE(DecodeControllerData(reply.payload.data(), reply.payload.size(), record.get()));
+  auto record = FetchController(again, 1001);
   ASSERT_EQ(record->numArrays, 1u);
   ASSERT_GE(record->arrays[0].numArrayPartitions, kAcknowledged);
   for (int i = 0; i < kAcknowledged; ++i) {

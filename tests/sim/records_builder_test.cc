@@ -132,33 +132,6 @@ TEST(RecordsBuilder, FailedAndPulledDrivesShowAsAnArrayDoes) {
   EXPECT_EQ(subsystem.controllers[0].events.size(), 2u);
 }
 
-TEST(RecordsBuilder, PartitionViewSaysWhoSeesThePartition) {
-  Partition partition;
-  partition.lun = 9;
-  std::vector<uint8_t> bytes(kPartitionViewSize);
-  partitionView view;
-
-  BuildPartitionView(partition, bytes.data());
-  ASSERT_TRUE(DecodePartitionView(bytes.data(), bytes.size(), &view));
-  EXPECT_EQ(view.numElements, 0);
-  EXPECT_EQ(view.lun, 9);  // every host
-
-  HostMapping host;
-  host.wwpn = {0x21, 0, 0, 0, 0, 0, 0, 7};
-  host.lun = 2;
-  host.access.fill(0xC0);
-  partition.allHosts = false;
-  partition.hosts.push_back(host);
-  BuildPartitionView(partition, bytes.data());
-  ASSERT_TRUE(DecodePartitionView(bytes.data(), bytes.size(), &view));
-  EXPECT_EQ(view.numElements, 1);
-  EXPECT_NE(view.lun, 9);
-  EXPECT_EQ(view.hostWwpn[0][7], 7);
-  EXPECT_EQ(view.hostMap[0].lun, 2);
-  EXPECT_EQ(view.hostMap[0].access[3], 0xC0);
-  EXPECT_EQ(view.hostAddress[0].hostType, 16);
-}
-
 // The view is written straight into the reply; it must match, byte for byte, what encoding a
 // view record gives, whatever the buffer held before.
 TEST(RecordsBuilder, PartitionViewBytesMatchTheEncodedRecord) {

@@ -13,12 +13,6 @@
 namespace simtest {
 namespace {
 
-std::vector<uint8_t> GetControllerRequest(uint32_t handle) {
-  std::vector<uint8_t> payload(kLenGetController);
-  put_be32(handle, payload.data());
-  return payload;
-}
-
 std::vector<::subsystem> ListSubsystems(SimClient& client) {
   Reply reply;
   std::vector<::subsystem> list;
@@ -28,15 +22,6 @@ std::vector<::subsystem> ListSubsystems(SimClient& client) {
   EXPECT_EQ(get_le32(reply.payload.data()), 0u);
   EXPECT_TRUE(DecodeList(kSubsystemList, reply.payload.data(), reply.payload.size(), &list));
   return list;
-}
-
-std::unique_ptr<controllerData> FetchController(SimClient& client, uint32_t handle) {
-  Reply reply;
-  auto record = std::make_unique<controllerData>();
-  EXPECT_TRUE(client.Command(GET_CONTROLLER, GetControllerRequest(handle), &reply));
-  EXPECT_EQ(reply.header.OpCode, GET_CONTROLLER);
-  EXPECT_TRUE(DecodeControllerData(reply.payload.data(), reply.payload.size(), record.get()));
-  return record;
 }
 
 class Server : public SimFixture {};
@@ -115,8 +100,6 @@ TEST_F(Server, EmptyInventoryListsNoSubsystemAndKeepsItAcrossARestart) {
     EXPECT_EQ(get_le32(reply.payload.data() + kSubsystemListCountOffset), 0u) << "run " << run;
     EXPECT_TRUE(ListSubsystems(client).empty());
 
-    ASSERT_TRUE(client.Command(GET_CONTROLLER, GetControllerRequest(1001), &reply));
-    EXPECT_EQ(reply.status(), sim::kStatusNoController);
     ASSERT_TRUE(client.Command(OP_GET_CONNECT_HBA_INFO_LIST, Request(kLenGetConnectHbaInfoList, 0),
                                &reply));
     hbaInfoList hbas;

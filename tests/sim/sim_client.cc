@@ -1,6 +1,7 @@
 #include "tests/sim/sim_client.h"
 
 #include <arpa/inet.h>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -122,6 +123,21 @@ std::vector<uint8_t> Request(size_t size, uint32_t handle) {
   put_be32(handle, payload.data() + kPayloadOffHandle);
   payload.resize(size);
   return payload;
+}
+
+std::vector<uint8_t> GetControllerRequest(uint32_t handle) {
+  std::vector<uint8_t> payload(kLenGetController);
+  put_be32(handle, payload.data());
+  return payload;
+}
+
+std::unique_ptr<controllerData> FetchController(SimClient& client, uint32_t handle) {
+  Reply reply;
+  auto record = std::make_unique<controllerData>();
+  EXPECT_TRUE(client.Command(GET_CONTROLLER, GetControllerRequest(handle), &reply));
+  EXPECT_EQ(reply.header.OpCode, GET_CONTROLLER);
+  EXPECT_TRUE(DecodeControllerData(reply.payload.data(), reply.payload.size(), record.get()));
+  return record;
 }
 
 }  // namespace simtest

@@ -4,10 +4,12 @@
 #define VELA_TESTS_SIM_SIM_CLIENT_H_
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "proxy/frame.h"
+#include "proxy/records.h"
 
 namespace simtest {
 
@@ -55,6 +57,11 @@ class SimClient {
 
 // A request payload of `size` bytes with a big-endian handle at offset 8.
 std::vector<uint8_t> Request(size_t size, uint32_t handle);
+
+// GET_CONTROLLER's request for controller `handle`.
+std::vector<uint8_t> GetControllerRequest(uint32_t handle);
+// The record of controller `handle`; an exchange or a record that fails fails the test.
+std::unique_ptr<controllerData> FetchController(SimClient& client, uint32_t handle);
 
 }  // namespace simtest
 

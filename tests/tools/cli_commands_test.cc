@@ -5,6 +5,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <regex>
+#include <utility>
 
 #include "tests/tools/cli_runner.h"
 
@@ -24,50 +25,18 @@ struct KindCase {
   const char* singular;
   const char* header;  // first column of the table
   bool perSubsystem;
-  std::vector<const char*> members;  // beyond index, id (and subsystem)
 };
 
+// Each kind's members are checked where its rows become JSON (json_test).
 const std::vector<KindCase>& Kinds() {
   static const std::vector<KindCase> kinds = {
-      {"subsystems",
-       "subsystem",
-       "Subsystem ###",
-       false,
-       {"pwszFriendlyName", "pwszIdentification", "ulFlags", "ulStripeSizeFlags",
-        "ulSupportedRaidTypeFlags", "status", "health", "sNumberOfInternalBuses",
-        "sMaxNumberOfSlotsEachBus", "sMaxNumberOfControllers", "sRebuildPriority",
-        "ulNumberOfEnclosures"}},
-      {"controllers",
-       "controller",
-       "Ctlr ###",
-       true,
-       {"pwszFriendlyName", "pwszIdentification", "status", "health", "sNumberOfPorts"}},
-      {"ports", "port", "Port ###", true, {"pwszFriendlyName", "pwszIdentification", "status"}},
-      {"drives",
-       "drive",
-       "Drive ###",
-       true,
-       {"ullSize", "pwszFriendlyName", "pwszIdentification", "ulFlags", "status", "health",
-        "sInternalBusNumber", "sSlotNumber", "ulEnclosureNumber", "busType", "ulSpindleSpeed",
-        "extents"}},
-      {"luns",
-       "lun",
-       "LUN ###",
-       true,
-       {"ullSize", "pwszFriendlyName", "pwszIdentification", "pwszUnmaskingList", "ulFlags", "type",
-        "status", "health", "TransitionState", "sRebuildPriority", "plexes"}},
-      {"plexes",
-       "plex",
-       "Plex ###",
-       true,
-       {"ullSize", "type", "status", "health", "TransitionState", "ulFlags", "ulStripeSize",
-        "sRebuildPriority"}},
-      {"pools",
-       "pool",
-       "Pool ###",
-       false,
-       {"status", "health", "type", "pwszName", "pwszDescription", "ullTotalConsumedSpace",
-        "ullTotalManagedSpace", "ullRemainingFreeSpace", "attributes"}},
+      {"subsystems", "subsystem", "Subsystem ###", false},
+      {"controllers", "controller", "Ctlr ###", true},
+      {"ports", "port", "Port ###", true},
+      {"drives", "drive", "Drive ###", true},
+      {"luns", "lun", "LUN ###", true},
+      {"plexes", "plex", "Plex ###", true},
+      {"pools", "pool", "Pool ###", false},
   };
   return kinds;
 }
@@ -77,32 +46,18 @@ class Cli : public ::testing::Test {
   CliRunner runner_;
 };
 
-TEST_F(Cli, SimulateNeedsNoOtherSetUp) {
-  const CliResult result = runner_.Run({"--simulate", "list", "drives"});
-  ASSERT_EQ(result.exitCode, 0) << Describe(result);
-  EXPECT_NE(result.out.find("  Drive ###  Status  Health"), std::string::npos) << Describe(result);
-  EXPECT_NE(result.out.find("  Drive 0 "), std::string::npos) << Describe(result);
-  // The temporary registry, conf file and pipe folder are gone again.
-  for (const auto& entry : std::filesystem::directory_iterator(runner_.Dir())) {
-    ADD_FAILURE() << "left behind: " << entry.path();
-  }
-}
-
-// The inventory with LUNs on two subsystems.
+// The inventory with LUNs on two subsystems, named as a shipped inventory is.
 constexpr char kTwoSubsystems[] = "--simulate=two-subsystems";
 
 TEST_F(Cli, EveryListInBothModes) {
   for (const KindCase& kind : Kinds()) {
     SCOPED_TRACE(kind.plural);
-    const CliResult builtIn = runner_.Run({"--simulate", "list", kind.plural});
-    ASSERT_EQ(builtIn.exitCode, 0) << Describe(builtIn);
-    EXPECT_NE(builtIn.out.find(kind.header), std::string::npos) << Describe(builtIn);
-
     const CliResult text = runner_.Run({kTwoSubsystems, "list", kind.plural});
     ASSERT_EQ(text.exitCode, 0) << Describe(text);
     EXPECT_NE(text.out.find(kind.header), std::string::npos) << Describe(text);
 
-    const CliResult result = runner_.Run({kTwoSubsystems, "--json", "list", kind.plural});
+    // Global options may follow the command.
+    const CliResult result = runner_.Run({kTwoSubsystems, "list", kind.plural, "--json"});
     ASSERT_EQ(result.exitCode, 0) << Describe(result);
     const json document = json::parse(result.out);
     ASSERT_EQ(document.size(), 1u);
@@ -122,30 +77,12 @@ TEST_F(Cli, EveryListInBothModes) {
         EXPECT_EQ(object.contains("subsystem"), kind.plural == std::string("pools")) << object;
         EXPECT_EQ(object["index"], expectedIndex++);
       }
-      for (const char* member : kind.members) {
-        EXPECT_TRUE(object.contains(member)) << member << " in " << object;
-      }
     }
   }
-}
-
-TEST_F(Cli, MembersHoldTheirTypes) {
-  // Global options may follow the command.
-  const CliResult drives = runner_.Run({"--simulate", "list", "drives", "--json"});
-  ASSERT_EQ(drives.exitCode, 0) << Describe(drives);
-  const json drive = json::parse(drives.out)["drives"][0];
-  EXPECT_TRUE(drive["ullSize"].is_number_unsigned());
-  EXPECT_TRUE(drive["pwszFriendlyName"].is_string() || drive["pwszFriendlyName"].is_null());
-  ASSERT_FALSE(drive["extents"].empty());
-  EXPECT_TRUE(IsGuidText(drive["extents"][0]["LunId"]));
-  EXPECT_EQ(drive["extents"][0]["id"], drive["id"]);
-
-  const CliResult luns = runner_.Run({kTwoSubsystems, "--json", "list", "luns"});
-  ASSERT_EQ(luns.exitCode, 0) << Describe(luns);
-  const json lunList = json::parse(luns.out);
-  for (const json& lun : lunList["luns"]) {
-    ASSERT_FALSE(lun["plexes"].empty()) << lun;
-    for (const json& plex : lun["plexes"]) EXPECT_TRUE(IsGuidText(plex));
+  // The simulator needs no other set-up: its temporary registry, conf file and pipe folder are
+  // gone again.
+  for (const auto& entry : std::filesystem::directory_iterator(runner_.Dir())) {
+    ADD_FAILURE() << "left behind: " << entry.path();
   }
 }
 
@@ -191,29 +128,13 @@ TEST_F(Cli, OptionsBit18LeavesNoPools) {
   EXPECT_EQ(json::parse(result.out),
             json::parse(R"({"error":{"hr":"0x80042400","name":"VDS_E_NOT_SUPPORTED",)"
                         R"("call":"IVdsHwProviderStoragePools::QueryStoragePools"}})"));
-
-  const CliResult text = runner_.Run({"--registry", registry, "--simulate", "list", "pools"});
-  EXPECT_EQ(text.exitCode, 1) << Describe(text);
-  EXPECT_EQ(text.out, "");
-  EXPECT_NE(text.err.find("VDS_E_NOT_SUPPORTED"), std::string::npos) << Describe(text);
-
-  const CliResult drives = runner_.Run({"--registry", registry, "--simulate", "list", "drives"});
-  EXPECT_EQ(drives.exitCode, 0) << Describe(drives);
 }
 
-TEST_F(Cli, AMissingObjectIsABadSelection) {
-  const CliResult result = runner_.Run({"--simulate", "--json", "detail", "drive", "999"});
-  EXPECT_EQ(result.exitCode, 5) << Describe(result);
-  EXPECT_EQ(json::parse(result.out)["error"]["message"],
-            "There is no drive 999 in subsystem 0 (drive index must be a number from 0 to 23).");
-}
-
-TEST_F(Cli, UsageErrorsExit2WithAUsageLine) {
+TEST_F(Cli, UsageErrorsExit2HelpAndVersionExit0) {
   const std::vector<std::vector<std::string>> cases = {
       {},
       {"list", "gizmos"},
       {"detail", "drive"},
-      {"lst", "drives"},
       {"--simulate", "frobnicate"},
       {"--conf", "x.conf", "--simulate", "list", "drives"},
   };
@@ -222,11 +143,14 @@ TEST_F(Cli, UsageErrorsExit2WithAUsageLine) {
     EXPECT_EQ(result.exitCode, 2) << Describe(result);
     EXPECT_NE(result.err.find("Usage: vdsctl"), std::string::npos) << Describe(result);
   }
-  for (const auto& args : std::vector<std::vector<std::string>>{
-           {"--help"}, {"list", "--help"}, {"detail", "--help"}, {"shell", "--help"}}) {
+  const std::pair<std::vector<std::string>, const char*> helps[] = {
+      {{"--help"}, "Usage:"},          {{"list", "--help"}, "Usage:"},
+      {{"shell", "--help"}, "Usage:"}, {{"--version"}, "vdsctl "},
+      {{"help"}, "Subcommands:"},      {{"help", "list"}, "--subsystem"}};
+  for (const auto& [args, text] : helps) {
     const CliResult result = runner_.Run(args);
     EXPECT_EQ(result.exitCode, 0) << Describe(result);
-    EXPECT_NE(result.out.find("Usage:"), std::string::npos) << Describe(result);
+    EXPECT_NE(result.out.find(text), std::string::npos) << Describe(result);
   }
 }
 
@@ -252,10 +176,6 @@ TEST_F(Cli, EveryShippedInventoryLoads) {
     ASSERT_EQ(result.exitCode, 0) << Describe(result);
     EXPECT_TRUE(json::parse(result.out)["subsystems"].is_array());
   }
-  const CliResult byName =
-      runner_.Run({"--simulate=two-subsystems", "--json", "list", "subsystems"});
-  ASSERT_EQ(byName.exitCode, 0) << Describe(byName);
-  EXPECT_EQ(json::parse(byName.out)["subsystems"].size(), 2u);
 }
 
 // The provider's ids are new at each load; numbers follow what stays, so that a script's

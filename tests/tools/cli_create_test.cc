@@ -4,7 +4,6 @@
 
 #include <nlohmann/json.hpp>
 #include <regex>
-#include <sstream>
 
 #include "tests/tools/cli_runner.h"
 
@@ -20,8 +19,8 @@ class CliCreate : public ::testing::Test {
 
 TEST_F(CliCreate, CreatesAndPrintsTheLun) {
   const CliResult created =
-      runner_.Run({"--simulate=blank", "--json", "create", "lun", "raid5", "size=10GB", "drives=0,1,2",
-                   "stripesize=32KB", "unmask=20000000aabbcc01;20000000aabbcc02"});
+      runner_.Run({"--simulate=blank", "--json", "create", "lun", "raid5", "size=10GB",
+                   "drives=0,1,2", "stripesize=32KB", "unmask=20000000aabbcc01;20000000aabbcc02"});
   ASSERT_EQ(created.exitCode, 0) << Describe(created);
   const json lun = json::parse(created.out)["lun"];
   EXPECT_EQ(lun["type"], 18);
@@ -113,13 +112,7 @@ TEST_F(CliCreate, ShellCreatesUnmasksAndGoesOnAfterNoerr) {
   const CliResult result =
       runner_.Run({"--simulate", "--json", "shell", "--script", script}, "exit\n");
   ASSERT_EQ(result.exitCode, 0) << Describe(result);
-  std::istringstream lines(result.out);
-  std::vector<json> documents;
-  for (std::string line; std::getline(lines, line);) {
-    // The monitor's notifications of the changes come when they come.
-    json document = json::parse(line);
-    if (!document.contains("notification")) documents.push_back(std::move(document));
-  }
+  const std::vector<json> documents = JsonLines(result.out);
   ASSERT_EQ(documents.size(), 6u) << result.out;
   EXPECT_EQ(documents[0]["lun"]["type"], 18);
   EXPECT_EQ(documents[1]["error"]["call"], "IVdsSubSystem::CreateLun");

@@ -8,21 +8,12 @@
 
 #include <nlohmann/json.hpp>
 
-#include "sim/log.h"
-#include "sim/simulator.h"
 #include "tests/tools/cli_runner.h"
 
 namespace vdsctl_test {
 namespace {
 
 using nlohmann::json;
-
-std::string ConfText(int port, const std::string& user, const std::string& password) {
-  return "version  : 1\n"
-         "ipaddress: 127.0.0.1\n"
-         "username : " +
-         user + "\npassword : " + password + "\nport     : " + std::to_string(port) + "\n";
-}
 
 // A loopback TCP port that is bound and listening (connections complete in the kernel) but
 // never answers, or, once closed, a port where nothing listens.
@@ -54,18 +45,6 @@ class SilentPort {
 
 class CliProxy : public ::testing::Test {
  protected:
-  // A simulator in this process that the vdsctl under test reaches with --conf.
-  std::unique_ptr<sim::Simulator> StartSimulator() {
-    sim::SetSimLogSink([](const std::string&) {});
-    sim::SimOptions options;
-    options.listen = "127.0.0.1:0";
-    options.pipe_dir = runner_.Dir();
-    std::string why;
-    auto simulator = sim::Simulator::Start(options, &why);
-    EXPECT_TRUE(simulator) << why;
-    return simulator;
-  }
-
   CliRunner runner_;
 };
 
@@ -73,7 +52,7 @@ TEST_F(CliProxy, AClosedPortIsAServiceFailureNamingTheAddress) {
   SilentPort closed;
   const int port = closed.Port();
   closed.Close();
-  const std::string conf = runner_.WriteFile("closed.conf", ConfText(port, "admin", "password"));
+  const std::string conf = runner_.WriteFile("closed.conf", ConfText(port));
   const std::string where = "127.0.0.1:" + std::to_string(port);
 
   const CliResult text = runner_.Run({"--conf", conf, "list", "drives"});
@@ -92,8 +71,9 @@ TEST_F(CliProxy, AClosedPortIsAServiceFailureNamingTheAddress) {
 }
 
 TEST_F(CliProxy, ARefusedLogonKeepsTheModulesOutputOffTheDocument) {
-  auto simulator = StartSimulator();
-  ASSERT_TRUE(simulator);
+  std::string why;
+  auto simulator = runner_.StartSimulator(&why);
+  ASSERT_TRUE(simulator) << why;
   const int port = simulator->Port();
   struct Case {
     const char* user;
@@ -116,16 +96,11 @@ TEST_F(CliProxy, ARefusedLogonKeepsTheModulesOutputOffTheDocument) {
     EXPECT_EQ(text.out, "");
     EXPECT_NE(text.err.find(std::string(c.text) + ".\n"), std::string::npos) << Describe(text);
   }
-  const std::string good = runner_.WriteFile("good.conf", ConfText(port, "admin", "password"));
-  const CliResult works = runner_.Run({"--conf", good, "--json", "list", "drives"});
-  EXPECT_EQ(works.exitCode, 0) << Describe(works);
-  EXPECT_FALSE(json::parse(works.out)["drives"].empty());
 }
 
 TEST_F(CliProxy, ASilentProxyIsBoundedByTimeout) {
   SilentPort silent;
-  const std::string conf =
-      runner_.WriteFile("silent.conf", ConfText(silent.Port(), "admin", "password"));
+  const std::string conf = runner_.WriteFile("silent.conf", ConfText(silent.Port()));
   const std::string where = "127.0.0.1:" + std::to_string(silent.Port());
 
   const CliResult text = runner_.Run({"--conf", conf, "--timeout", "1", "list", "luns"});
@@ -156,11 +131,12 @@ TEST_F(CliProxy, OnlyIscsiSubsystemsAreSaidToBeSkipped) {
 // The shell, on a terminal, tells when the provider loses its proxy and when it gets it back,
 // and marks what it lists in between.
 TEST_F(CliProxy, TheShellSaysWhenTheProxyIsLostAndRestored) {
-  auto simulator = StartSimulator();
-  ASSERT_TRUE(simulator);
+  std::string why;
+  auto simulator = runner_.StartSimulator(&why);
+  ASSERT_TRUE(simulator) << why;
   const int port = simulator->Port();
   const std::string where = "127.0.0.1:" + std::to_string(port);
-  const std::string conf = runner_.WriteFile("sim.conf", ConfText(port, "admin", "password"));
+  const std::string conf = runner_.WriteFile("sim.conf", ConfText(port));
   auto session = runner_.StartOnTerminal({"--conf", conf, "shell"});
   ASSERT_TRUE(session);
   ASSERT_TRUE(session->WaitFor("VDSCTL> ", 30)) << session->Finish().err;
@@ -177,11 +153,7 @@ TEST_F(CliProxy, TheShellSaysWhenTheProxyIsLostAndRestored) {
   ASSERT_TRUE(session->WaitFor("(Listed while the connection to the proxy is lost.)", 30));
   ASSERT_TRUE(session->WaitForCount("VDSCTL> ", 4, 30));
 
-  sim::SimOptions options;
-  options.listen = where;
-  options.pipe_dir = runner_.Dir();
-  std::string why;
-  simulator = sim::Simulator::Start(options, &why);
+  simulator = runner_.StartSimulator(&why, where);
   ASSERT_TRUE(simulator) << why;
   EXPECT_TRUE(session->WaitFor("Connection to the proxy at " + where + " restored.", 60))
       << session->Finish().err;

@@ -12,6 +12,9 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <sstream>
+
+#include "sim/log.h"
 
 extern char** environ;
 
@@ -77,6 +80,15 @@ std::string CliRunner::WriteFile(const std::string& name, const std::string& tex
   const std::string path = dir_ + "/" + name;
   std::ofstream(path, std::ios::binary) << text;
   return path;
+}
+
+std::unique_ptr<sim::Simulator> CliRunner::StartSimulator(std::string* why,
+                                                          const std::string& listen) const {
+  sim::SetSimLogSink([](const std::string&) {});
+  sim::SimOptions options;
+  options.listen = listen;
+  options.pipe_dir = dir_;
+  return sim::Simulator::Start(options, why);
 }
 
 std::unique_ptr<CliSession> CliRunner::Start(const std::vector<std::string>& args) const {
@@ -224,6 +236,21 @@ CliResult CliRunner::Run(const std::vector<std::string>& args, const std::string
 std::string Describe(const CliResult& result) {
   return "exit " + std::to_string(result.exitCode) + "\n--- stdout\n" + result.out +
          "--- stderr\n" + result.err;
+}
+
+std::vector<nlohmann::json> JsonLines(const std::string& out) {
+  std::istringstream lines(out);
+  std::vector<nlohmann::json> documents;
+  for (std::string line; std::getline(lines, line);) {
+    nlohmann::json document = nlohmann::json::parse(line);
+    if (!document.contains("notification")) documents.push_back(std::move(document));
+  }
+  return documents;
+}
+
+std::string ConfText(int port, const std::string& user, const std::string& password) {
+  return "version  : 1\nipaddress: 127.0.0.1\nusername : " + user + "\npassword : " + password +
+         "\nport     : " + std::to_string(port) + "\n";
 }
 
 }  // namespace vdsctl_test

@@ -4,8 +4,11 @@
 #define VELA_TESTS_TOOLS_CLI_RUNNER_H_
 
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
+
+#include "sim/simulator.h"
 
 namespace vdsctl_test {
 
@@ -43,6 +46,14 @@ class CliSession {
 // The exit status and both streams of a run, for a failed assertion's message.
 std::string Describe(const CliResult& result);
 
+// The documents of a --json run, one a line, without the monitor's notifications (those come
+// when they come).
+std::vector<nlohmann::json> JsonLines(const std::string& out);
+
+// A conf file's text for the proxy at the loopback `port`.
+std::string ConfText(int port, const std::string& user = "admin",
+                     const std::string& password = "password");
+
 class CliRunner {
  public:
   CliRunner();   // makes the scratch folder
@@ -61,6 +72,11 @@ class CliRunner {
 
   // Writes a file into the scratch folder and gives its path.
   std::string WriteFile(const std::string& name, const std::string& text) const;
+
+  // A simulator in this process, its log silenced and its pipe in the scratch folder, that a
+  // run reaches with a conf file of ConfText(its port). Null, and `why`, when it cannot start.
+  std::unique_ptr<sim::Simulator> StartSimulator(std::string* why,
+                                                 const std::string& listen = "127.0.0.1:0") const;
 
   const std::string& Dir() const { return dir_; }
 

@@ -26,15 +26,6 @@ class CliSize : public ::testing::Test {
     inventory["globals"]["jobPercentPerSecond"] = 2;
     return runner_.WriteFile("slow.json", inventory.dump());
   }
-  static std::vector<json> Documents(const std::string& out) {
-    std::istringstream lines(out);
-    std::vector<json> documents;
-    for (std::string line; std::getline(lines, line);) {
-      json document = json::parse(line);
-      if (!document.contains("notification")) documents.push_back(std::move(document));
-    }
-    return documents;
-  }
 
   CliRunner runner_;
 };
@@ -145,7 +136,7 @@ TEST_F(CliSize, ExtendShowsProgressOnlyInWords) {
   const CliResult quiet =
       runner_.Run({"--simulate=" + inventory, "--json", "shell", "--script", script}, "exit\n");
   ASSERT_EQ(quiet.exitCode, 0) << Describe(quiet);
-  const std::vector<json> documents = Documents(quiet.out);
+  const std::vector<json> documents = JsonLines(quiet.out);
   ASSERT_EQ(documents.size(), 3u) << quiet.out;
   EXPECT_EQ(documents[1]["lun"]["ullSize"], 11ULL << 30);
   EXPECT_GT(documents[2]["lun"]["ullSize"].get<uint64_t>(), 1ULL << 40);
@@ -162,7 +153,7 @@ TEST_F(CliSize, CreateInPools) {
   const CliResult result =
       runner_.Run({"--simulate=blank", "--json", "shell", "--script", script}, "exit\n");
   ASSERT_EQ(result.exitCode, 0) << Describe(result);
-  const std::vector<json> documents = Documents(result.out);
+  const std::vector<json> documents = JsonLines(result.out);
   ASSERT_EQ(documents.size(), 4u) << result.out;
   EXPECT_EQ(documents[0]["lun"]["type"], 18);
   ASSERT_EQ(documents[1]["pools"].size(), 4u) << documents[1].dump();

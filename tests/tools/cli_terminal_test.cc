@@ -4,8 +4,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "sim/log.h"
-#include "sim/simulator.h"
 #include "tests/tools/cli_runner.h"
 
 namespace vdsctl_test {
@@ -20,17 +18,10 @@ constexpr char kUp[] = "\x1b[A";
 class CliTerminal : public ::testing::Test {
  protected:
   void SetUp() override {
-    sim::SetSimLogSink([](const std::string&) {});
-    sim::SimOptions options;
-    options.listen = "127.0.0.1:0";
-    options.pipe_dir = runner_.Dir();
     std::string why;
-    simulator_ = sim::Simulator::Start(options, &why);
+    simulator_ = runner_.StartSimulator(&why);
     ASSERT_TRUE(simulator_) << why;
-    conf_ = runner_.WriteFile("sim.conf",
-                              "version  : 1\nipaddress: 127.0.0.1\n"
-                              "username : admin\npassword : password\nport     : " +
-                                  std::to_string(simulator_->Port()) + "\n");
+    conf_ = runner_.WriteFile("sim.conf", ConfText(simulator_->Port()));
   }
 
   CliRunner runner_;

@@ -29,18 +29,6 @@ class CommandsTest : public ::testing::Test {
   std::ostringstream err_;
 };
 
-TEST_F(CommandsTest, EveryListHasItsJsonMember) {
-  const std::pair<Kind, size_t> expected[] = {
-      {Kind::kSubsystem, 2}, {Kind::kController, 3}, {Kind::kPort, 5}, {Kind::kDrive, 4},
-      {Kind::kLun, 2},       {Kind::kPlex, 3},       {Kind::kPool, 2}};
-  for (const auto& [kind, count] : expected) {
-    ASSERT_EQ(Capture(true, [&](Commands& c) { return c.List(kind, std::nullopt); }), kExitOk);
-    const Json document = Json::parse(out_.str());
-    ASSERT_TRUE(document.contains(KindPlural(kind))) << out_.str();
-    EXPECT_EQ(document[std::string(KindPlural(kind))].size(), count) << KindPlural(kind);
-  }
-}
-
 TEST_F(CommandsTest, SubsystemOptionLimitsTheList) {
   ASSERT_EQ(Capture(true, [](Commands& c) { return c.List(Kind::kSubsystem, 1); }), kExitOk);
   const Json document = Json::parse(out_.str());
@@ -114,14 +102,6 @@ TEST_F(CommandsTest, SubsystemByNumberIdentificationOrName) {
   EXPECT_EQ(Capture(false, [&](Commands& c) { return c.ResolveSubsystem("Array 9", &index); }),
             kExitSyntax);
   EXPECT_EQ(err_.str(), "There is no subsystem with the identification or name 'Array 9'.\n");
-}
-
-TEST_F(CommandsTest, PoolsOfOneSubsystem) {
-  ASSERT_EQ(Capture(true, [](Commands& c) { return c.List(Kind::kPool, 1); }), kExitOk);
-  const Json document = Json::parse(out_.str());
-  ASSERT_EQ(document["pools"].size(), 1u);
-  EXPECT_EQ(document["pools"][0]["index"], 0);
-  EXPECT_EQ(document["pools"][0]["subsystem"], 1);
 }
 
 TEST_F(CommandsTest, ProviderAndFailedCallsInBothModes) {

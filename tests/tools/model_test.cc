@@ -67,22 +67,8 @@ TEST_F(ModelTest, PortsAndPlexesAreNumberedByTheirIdentification) {
   EXPECT_EQ(luns[1].pwszUnmaskingList, "*");
 }
 
-TEST_F(ModelTest, ReadsProviderSubsystemsControllersAndPools) {
-  ProviderRow provider;
-  ASSERT_FALSE(model_.Provider(&provider));
-  EXPECT_EQ(provider.pwszName, "Fake Provider");
-
-  std::vector<SubsystemRow> subsystems;
-  ASSERT_FALSE(model_.Subsystems(&subsystems));
-  ASSERT_EQ(subsystems.size(), 2u);
-  EXPECT_EQ(subsystems[1].pwszIdentification, "SN-1");
-  EXPECT_EQ(subsystems[1].prop.ulSupportedRaidTypeFlags, 0x91Au);
-
-  std::vector<ControllerRow> controllers;
-  ASSERT_FALSE(model_.Controllers(std::nullopt, &controllers));
-  ASSERT_EQ(controllers.size(), 3u);
-  EXPECT_EQ(controllers[1].pwszFriendlyName, "Controller B");
-
+// Provider, subsystems and controllers are read as drives are (commands_test shows them).
+TEST_F(ModelTest, ReadsPoolsWithTheirCustomAttributes) {
   std::vector<PoolRow> pools;
   ASSERT_FALSE(model_.Pools(&pools));
   ASSERT_EQ(pools.size(), 2u);

@@ -114,19 +114,21 @@ TEST_F(ShellTest, RefreshAndReenumerateReachTheProvider) {
 
 TEST_F(ShellTest, JsonModeWritesOneDocumentPerCommand) {
   EXPECT_EQ(RunScript("select subsystem 0\nselect controller 1\nlist controllers\n"
-                      "detail controller\nselect drive 5\n",
+                      "detail controller\nrefresh provider\nhelp\nselect drive 5\n",
                       true),
             kExitSyntax);
   std::istringstream lines(out_.str());
   std::vector<Json> documents;
   for (std::string line; std::getline(lines, line);) documents.push_back(Json::parse(line));
-  ASSERT_EQ(documents.size(), 5u) << out_.str();
+  ASSERT_EQ(documents.size(), 7u) << out_.str();
   EXPECT_EQ(documents[1]["selected"]["kind"], "controller");
   EXPECT_EQ(documents[1]["selected"]["index"], 1);
   EXPECT_EQ(documents[1]["selected"]["subsystem"], 0);
   EXPECT_EQ(documents[2]["controllers"].size(), 2u);
   EXPECT_EQ(documents[3]["controller"]["pwszFriendlyName"], "Controller B");
-  EXPECT_EQ(documents[4]["error"]["message"],
+  EXPECT_EQ(documents[4]["done"], "The provider has been refreshed.");
+  EXPECT_TRUE(documents[5]["help"].is_string());
+  EXPECT_EQ(documents[6]["error"]["message"],
             "There is no drive 5 in subsystem 0 (drive index must be a number from 0 to 2).");
 }
 

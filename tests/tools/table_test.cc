@@ -14,9 +14,7 @@ TEST(HumanSize, PicksTheLargestUnitThatKeepsOneOrMore) {
   EXPECT_EQ(HumanSize(68ull << 30), "68 GB");
   EXPECT_EQ(HumanSize((279ull << 30) + (400ull << 20)), "279 GB");
   EXPECT_EQ(HumanSize(2ull << 40), "2 TB");
-}
-
-TEST(HumanSize, StaysInTerabytesBeyondTheLastUnit) {
+  // Terabytes beyond the last unit.
   EXPECT_EQ(HumanSize(4096ull << 40), "4096 TB");
   EXPECT_EQ(HumanSize(UINT64_MAX), "16777216 TB");
 }
