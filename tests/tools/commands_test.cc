@@ -106,7 +106,7 @@ TEST_F(CommandsTest, SubsystemByNumberIdentificationOrName) {
 
 TEST_F(CommandsTest, ProviderAndFailedCallsInBothModes) {
   ASSERT_EQ(Capture(false, [](Commands& c) { return c.ShowProvider(); }), kExitOk);
-  EXPECT_NE(out_.str().find("  Name              : Fake Provider\n"), std::string::npos)
+  EXPECT_NE(out_.str().find("  Name             : Fake Provider\n"), std::string::npos)
       << out_.str();
   ASSERT_EQ(Capture(true, [](Commands& c) { return c.ShowProvider(); }), kExitOk);
   EXPECT_EQ(Json::parse(out_.str())["provider"]["pwszVersion"], "1.0");

@@ -50,6 +50,11 @@ TEST(Views, ValuesInWordsWithTheirUnits) {
   EXPECT_EQ(LunFlagText(0), "None (0x0)");
   EXPECT_EQ(WwnText("207002564C1A0001"), "20:70:02:56:4c:1a:00:01");
   EXPECT_EQ(WwnText("iqn.2026-11.sim"), "iqn.2026-11.sim");
+  // A stripe-size bit n is 2^n bytes: each unit's first and last bit, and the top one.
+  EXPECT_EQ(StripeSizeText(0), "None (0x0)");
+  EXPECT_EQ(StripeSizeText(0x1C000), "16 KB, 32 KB, 64 KB (0x1C000)");
+  EXPECT_EQ(StripeSizeText(0x200 | 0x400 | 0x80000 | 0x100000 | 0x80000000u),
+            "512 B, 1 KB, 512 KB, 1 MB, 2 GB (0x80180600)");
 }
 
 TEST(Views, RowsOfSeveralSubsystemsGoIntoOneTablePerSubsystem) {
