@@ -291,6 +291,10 @@ int negotiate_listen_port(uint8_t* buffer) {
 
 int reconnect() {
   if (g_isTerminating != 0) return -1;
+  // The monitor calls this under the provider's lock, but a Wait polls and grows the partition
+  // outside it: the whole repair holds the command lock, so no command shares the buffer with
+  // the logon frames or sends on a socket this closes and replaces.
+  ProxyCommandLock lock;
   uint8_t* buffer = g_requestBuffer.get();
   if (buffer == nullptr) return -1;
   int result = handshake(buffer);

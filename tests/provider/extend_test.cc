@@ -13,6 +13,7 @@
 #include "provider/provider.h"
 #include "provisioning/utility.h"
 #include "proxy/byte_order.h"
+#include "proxy/iasocket.h"
 #include "proxy/wire_format.h"
 #include "tests/provider/sim_fixture.h"
 #include "tests/provider/sim_journal.h"
@@ -298,6 +299,32 @@ TEST_F(ExtendTest, ExtendByDrivesWaitsForTheJob) {
   EXPECT_GT(Size(lun.Get()), before) << "taken as grown";
   Settle();
   EXPECT_EQ(Size(lun.Get()), before) << "the array's real state";
+}
+
+// The connection drops under the poll of a Wait: the poll reads it as done, the rounds run on
+// while the monitor repairs the session, and Wait returns with the lock free. The array's
+// commands work again after it, and a refresh shows the vdisk as the array has it.
+TEST_F(ExtendTest, AConnectionLostUnderWaitEndsTheWaitAndTheSessionComesBack) {
+  Start();
+  ComPtr<IVdsLun> lun = Create(VDS_LT_RAID5, 10 * kGiB, {0, 1, 2});
+  ASSERT_TRUE(lun);
+  const ULONGLONG before = Size(lun.Get());
+  simulator_->Admin("job rate 0.05");
+  IVdsAsync* async = nullptr;
+  std::vector<VDS_OBJECT_ID> fourth = Ids({3});
+  ASSERT_EQ(lun->Extend(0, fourth.data(), 1, &async), S_OK);
+  ASSERT_EQ(simulator_->Admin("fault next 1 close " + std::to_string(GET_PERCENT_COMPLETED)), "ok");
+  HRESULT result = E_FAIL;
+  VDS_ASYNC_OUTPUT out{};
+  EXPECT_EQ(async->Wait(&result, &out), S_OK) << "the last round is refused while the job runs";
+  if (out.cl.pLunUnk != nullptr) out.cl.pLunUnk->Release();
+  async->Release();
+  Journal();
+  // Another change goes through on the repaired session.
+  ASSERT_TRUE(WaitFor([&] { return g_proxyErrorCell.load() == 0; }));
+  ComPtr<IVdsLun> other = Create(VDS_LT_RAID5, kGiB, {6, 7, 8});
+  EXPECT_TRUE(other);
+  EXPECT_EQ(Size(lun.Get()), before) << "the partition never grew";
 }
 
 TEST_F(ExtendTest, CreationAndSizesInStoragePools) {
