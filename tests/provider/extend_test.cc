@@ -205,6 +205,15 @@ TEST_F(ExtendTest, ExtendWithinTheVdiskAndTheRetryRounds) {
   Settle();
   EXPECT_EQ(Size(lun.Get()), 11 * kGiB + kMiB);
 
+  // Nineteen refusals and an acceptance in the last round: the earlier rounds went wrong, so the
+  // extension fails, though the array took the last one.
+  simulator_->Admin("fault next 19 refuse=7 " + std::to_string(EXPAND_PART));
+  EXPECT_EQ(Extend(lun.Get(), kGiB, {}), VDS_E_INTERNAL_ERROR);
+  EXPECT_EQ(Only(Journal(), EXPAND_PART).size(), 20u);
+  EXPECT_EQ(Size(lun.Get()), 11 * kGiB + kMiB) << "not taken as grown";
+  Settle();
+  EXPECT_EQ(Size(lun.Get()), 12 * kGiB + kMiB) << "the array's real state";
+
   // Refusals before anything is sent.
   IVdsAsync* async = nullptr;
   EXPECT_EQ(lun->Extend(kGiB, nullptr, 1, &async), E_POINTER);
