@@ -100,6 +100,9 @@ TEST(Names, NotificationTextNamesObjectAndEvent) {
   notification.Lun.LunId = kFirst;
   EXPECT_EQ(NotificationText(notification, std::nullopt),
             "LUN {00000001-0000-0000-0000-000000000000} arrived.");
+  notification.Lun.LunId = GUID_NULL;
+  EXPECT_EQ(NotificationText(notification, std::nullopt), "A LUN arrived that is not listed yet.");
+  notification.Lun.LunId = kFirst;
   notification.Lun.ulEvent = 999;
   EXPECT_EQ(NotificationText(notification, std::nullopt),
             "Notification 999 for object type 33 {00000001-0000-0000-0000-000000000000}.");

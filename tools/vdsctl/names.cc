@@ -321,9 +321,17 @@ std::string NotificationText(const VDS_NOTIFICATION& notification,
     if (label->subsystem) object += " of subsystem " + std::to_string(*label->subsystem);
   }
   for (const NotificationWords& words : kNotifications) {
-    if (words.event == event) {
-      return std::string(words.kind) + " " + object + " " + std::string(words.happened) + ".";
+    if (words.event != event) continue;
+    // An object the array has just made is not in the provider's lists yet: its notice has
+    // no id.
+    if (!label && notification.SubSystem.subSystemId == GUID_NULL && words.happened == "arrived") {
+      std::string kind(words.kind);
+      if (kind != "LUN") {
+        kind[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(kind[0])));
+      }
+      return "A " + kind + " arrived that is not listed yet.";
     }
+    return std::string(words.kind) + " " + object + " " + std::string(words.happened) + ".";
   }
   return "Notification " + std::to_string(event) + " for object type " +
          std::to_string(notification.objectType) + " " + id + ".";
