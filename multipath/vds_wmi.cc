@@ -31,24 +31,29 @@ class Bstr {
   BSTR m_text;
 };
 
-HRESULT Enumerate(IWbemServices* services, const char16_t* className,
-                  ComPtr<IEnumWbemClassObject>* list) {
-  return services->CreateInstanceEnum(Bstr(className), kEnumFlags, nullptr,
-                                      list->ReleaseAndGetAddressOf());
-}
-
-// The next instance, or null at the end.
-ComPtr<IWbemClassObject> NextInstance(IEnumWbemClassObject* list, bool* ended) {
-  ComPtr<IWbemClassObject> object;
-  ULONG returned = 0;
-  list->Next(WBEM_INFINITE, 1, object.ReleaseAndGetAddressOf(), &returned);
-  *ended = returned == 0;
-  return object;
-}
-
 void LogHostViewProblem() {
   std::string problem = HostViewProblem();
   if (!problem.empty()) DebugPrintf("OOP!! host view: %s\n", problem.c_str());
+}
+
+// The instances of a class. A failure is logged as `failedLine` (when there is one) together with
+// what the host view holds against itself.
+HRESULT OpenInstances(IWbemServices* services, const char16_t* className, const char* failedLine,
+                      ComPtr<IEnumWbemClassObject>* list) {
+  const HRESULT hr = services->CreateInstanceEnum(Bstr(className), kEnumFlags, nullptr,
+                                                  list->ReleaseAndGetAddressOf());
+  if (hr < 0 && failedLine != nullptr) {
+    DebugPrintf("%s", failedLine);
+    LogHostViewProblem();
+  }
+  return hr;
+}
+
+// The next instance into *object (which may come back null); false at the end.
+bool NextInstance(IEnumWbemClassObject* list, ComPtr<IWbemClassObject>* object) {
+  ULONG returned = 0;
+  list->Next(WBEM_INFINITE, 1, object->ReleaseAndGetAddressOf(), &returned);
+  return returned != 0;
 }
 
 }  // namespace
@@ -103,12 +108,10 @@ int VdsWmi::WmiGetMpioDescriptor(std::vector<MpioDescriptor>& mpioVec) {
     return 0;
   }
   ComPtr<IEnumWbemClassObject> list;
-  HRESULT hr = Enumerate(pSvcG, u"MPIO_GET_DESCRIPTOR", &list);
-  if (hr < 0) {
-    DebugPrintf("OOP!! VdsWmi::WmiGetMpioDescriptor CreateInstanceEnum return faild.\n");
-    LogHostViewProblem();
-    return hr;
-  }
+  HRESULT hr =
+      OpenInstances(pSvcG, u"MPIO_GET_DESCRIPTOR",
+                    "OOP!! VdsWmi::WmiGetMpioDescriptor CreateInstanceEnum return faild.\n", &list);
+  if (hr < 0) return hr;
   // A null or mistyped element at any level ends the read with success; what was read stays.
   auto stop = [&](const char* line) {
     DebugPrintf(line);
@@ -116,10 +119,8 @@ int VdsWmi::WmiGetMpioDescriptor(std::vector<MpioDescriptor>& mpioVec) {
                 static_cast<int>(mpioVec.size()));
     return 0;
   };
-  for (;;) {
-    bool ended = false;
-    ComPtr<IWbemClassObject> pclsObj = NextInstance(list.Get(), &ended);
-    if (ended) break;
+  ComPtr<IWbemClassObject> pclsObj;
+  while (NextInstance(list.Get(), &pclsObj)) {
     if (!pclsObj) return stop("OOP!! VdsWmi::WmiGetMpioDescriptor pclsObj is null.\n");
     MpioDescriptor descriptor;
     if (!GetWmiString(pclsObj.Get(), u"InstanceName", &descriptor.instanceName)) {
@@ -174,16 +175,12 @@ int VdsWmi::WmiGetMpioDiskInfo(std::vector<MpioDiskInfo>& mpioDiskInfoVec) {
     return E_FAIL;
   }
   ComPtr<IEnumWbemClassObject> list;
-  HRESULT hr = Enumerate(pSvcG, u"MPIO_DISK_INFO", &list);
-  if (hr < 0) {
-    DebugPrintf("OOP!! VdsWmi::WmiGetInitiatorNodeInfo CreateInstanceEnum return faild.\n");
-    LogHostViewProblem();
-    return hr;
-  }
-  for (;;) {
-    bool ended = false;
-    ComPtr<IWbemClassObject> pclsObj = NextInstance(list.Get(), &ended);
-    if (ended) break;
+  HRESULT hr = OpenInstances(
+      pSvcG, u"MPIO_DISK_INFO",
+      "OOP!! VdsWmi::WmiGetInitiatorNodeInfo CreateInstanceEnum return faild.\n", &list);
+  if (hr < 0) return hr;
+  ComPtr<IWbemClassObject> pclsObj;
+  while (NextInstance(list.Get(), &pclsObj)) {
     WmiObjectArray drives;
     if (!pclsObj || drives.Read(pclsObj.Get(), u"DriveInfo") != S_OK) {
       DebugPrintf("OOP!! VdsWmi::WmiGetMpioDiskInfo DriveInfo is not an array of objects.\n");
@@ -219,12 +216,10 @@ int VdsWmi::WmiGetMpioDiskInfo(std::vector<MpioDiskInfo>& mpioDiskInfoVec) {
 
 HRESULT VdsWmi::WmiAddMpioInstanceNames(std::vector<MpioDiskInfo>& mpioDiskInfoVec) {
   ComPtr<IEnumWbemClassObject> list;
-  HRESULT hr = Enumerate(pSvcG, u"MPIO_GET_DESCRIPTOR", &list);
+  HRESULT hr = OpenInstances(pSvcG, u"MPIO_GET_DESCRIPTOR", nullptr, &list);
   if (hr < 0) return hr;
-  for (;;) {
-    bool ended = false;
-    ComPtr<IWbemClassObject> pclsObj = NextInstance(list.Get(), &ended);
-    if (ended) break;
+  ComPtr<IWbemClassObject> pclsObj;
+  while (NextInstance(list.Get(), &pclsObj)) {
     std::u16string instance;
     std::u16string deviceName;
     if (!GetWmiString(pclsObj.Get(), u"InstanceName", &instance) ||
@@ -256,16 +251,12 @@ int VdsWmi::WmiGetMpioDsmPathV2(std::vector<MpioDsmPathV2List>& mpioDsmPathV2Vec
     return E_FAIL;
   }
   ComPtr<IEnumWbemClassObject> list;
-  HRESULT hr = Enumerate(pSvcG, u"DSM_QueryLBPolicy_V2", &list);
-  if (hr < 0) {
-    DebugPrintf("OOP!! VdsWmi::WmiGetMpioDsmPathV2 CreateInstanceEnum return faild.\n");
-    LogHostViewProblem();
-    return hr;
-  }
-  for (;;) {
-    bool ended = false;
-    ComPtr<IWbemClassObject> pclsObj = NextInstance(list.Get(), &ended);
-    if (ended) break;
+  HRESULT hr =
+      OpenInstances(pSvcG, u"DSM_QueryLBPolicy_V2",
+                    "OOP!! VdsWmi::WmiGetMpioDsmPathV2 CreateInstanceEnum return faild.\n", &list);
+  if (hr < 0) return hr;
+  ComPtr<IWbemClassObject> pclsObj;
+  while (NextInstance(list.Get(), &pclsObj)) {
     DumpWmiObject(pclsObj.Get());
     MpioDsmPathV2List record;
     ComPtr<IWbemClassObject> policy = GetWmiObject(pclsObj.Get(), u"LoadBalancePolicy");
@@ -331,16 +322,12 @@ int VdsWmi::WmiGetDSMInfo(std::vector<DsmInfo>& DsmVec) {
     return E_FAIL;
   }
   ComPtr<IEnumWbemClassObject> list;
-  HRESULT hr = Enumerate(pSvcG, u"Dsm_QueryUniqueId", &list);
-  if (hr < 0) {
-    DebugPrintf("OOP!! VdsWmi::WmiGetDsmInfo CreateInstanceEnum return faild.\n");
-    LogHostViewProblem();
-    return hr;
-  }
-  for (;;) {
-    bool ended = false;
-    ComPtr<IWbemClassObject> pclsObj = NextInstance(list.Get(), &ended);
-    if (ended) break;
+  HRESULT hr =
+      OpenInstances(pSvcG, u"Dsm_QueryUniqueId",
+                    "OOP!! VdsWmi::WmiGetDsmInfo CreateInstanceEnum return faild.\n", &list);
+  if (hr < 0) return hr;
+  ComPtr<IWbemClassObject> pclsObj;
+  while (NextInstance(list.Get(), &pclsObj)) {
     DsmInfo info;
     if (!GetWmiString(pclsObj.Get(), u"InstanceName", &info.instanceName) ||
         !GetWmiU64(pclsObj.Get(), u"DsmUniqueId", &info.DsmUniqueId)) {
@@ -360,16 +347,12 @@ int VdsWmi::WmiGetDevicePerf(std::vector<DevPerfEntry>& DevPerfVec) {
     return 1;
   }
   ComPtr<IEnumWbemClassObject> list;
-  HRESULT hr = Enumerate(pSvcG, u"MORDSM_PERFINFO", &list);
-  if (hr < 0) {
-    DebugPrintf("OOP!! VdsWmi::WmiGetDevicePerf CreateInstanceEnum return faild.\n");
-    LogHostViewProblem();
-    return hr;
-  }
-  for (;;) {
-    bool ended = false;
-    ComPtr<IWbemClassObject> pclsObj = NextInstance(list.Get(), &ended);
-    if (ended) break;
+  HRESULT hr =
+      OpenInstances(pSvcG, u"MORDSM_PERFINFO",
+                    "OOP!! VdsWmi::WmiGetDevicePerf CreateInstanceEnum return faild.\n", &list);
+  if (hr < 0) return hr;
+  ComPtr<IWbemClassObject> pclsObj;
+  while (NextInstance(list.Get(), &pclsObj)) {
     WmiObjectArray entries;
     for (int attempt = 0; attempt < 3; ++attempt) {
       ScopedVariant varPerfInfo;
@@ -437,16 +420,11 @@ int VdsWmi::QueryLBPolicy(std::vector<DsmLoadPolicy>& DsmLoadPolicyVec) {
   HRESULT hr = ConnectWmi(&locator, &services, "Could not set proxy blanket. Error code = 0x%x\n");
   if (hr < 0) return hr;
   ComPtr<IEnumWbemClassObject> list;
-  hr = Enumerate(services.Get(), u"DSM_QueryLBPolicy", &list);
-  if (hr < 0) {
-    DebugPrintf("OOP!! VdsWmi::QueryLBPolicy CreateInstanceEnum return faild.\n");
-    LogHostViewProblem();
-    return hr;
-  }
-  for (;;) {
-    bool ended = false;
-    ComPtr<IWbemClassObject> pclsObj = NextInstance(list.Get(), &ended);
-    if (ended) break;
+  hr = OpenInstances(services.Get(), u"DSM_QueryLBPolicy",
+                     "OOP!! VdsWmi::QueryLBPolicy CreateInstanceEnum return faild.\n", &list);
+  if (hr < 0) return hr;
+  ComPtr<IWbemClassObject> pclsObj;
+  while (NextInstance(list.Get(), &pclsObj)) {
     auto record = std::make_unique<DsmLoadPolicy>();
     ComPtr<IWbemClassObject> policy = GetWmiObject(pclsObj.Get(), u"LoadBalancePolicy");
     WmiObjectArray paths;
