@@ -9,46 +9,11 @@
 #include "tools/vdsctl/enclosure_map.h"
 #include "tools/vdsctl/json.h"
 #include "tools/vdsctl/names.h"
+#include "tools/vdsctl/words.h"
 
 namespace vdsctl {
 
 namespace {
-
-std::string Lower(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
-
-// A decimal or 0x-hex number up to `limit`.
-bool ParseNumber(const std::string& text, ULONGLONG limit, ULONGLONG* value) {
-  const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-  const size_t start = hex ? 2 : 0;
-  if (text.size() == start) return false;
-  const ULONGLONG base = hex ? 16 : 10;
-  ULONGLONG result = 0;
-  for (size_t i = start; i < text.size(); ++i) {
-    const int c = std::tolower(static_cast<unsigned char>(text[i]));
-    ULONGLONG digit = 0;
-    if (c >= '0' && c <= '9') {
-      digit = static_cast<ULONGLONG>(c - '0');
-    } else if (hex && c >= 'a' && c <= 'f') {
-      digit = static_cast<ULONGLONG>(c - 'a' + 10);
-    } else {
-      return false;
-    }
-    if (result > (limit - digit) / base) return false;
-    result = result * base + digit;
-  }
-  *value = result;
-  return true;
-}
-
-bool ParseBool(const std::string& text, bool* value) {
-  const std::string word = Lower(text);
-  if (word != "true" && word != "false") return false;
-  *value = word == "true";
-  return true;
-}
 
 // The members of VDS_HINTS as applyhints names them, with the mask bit a boolean stands for.
 struct HintMember {

@@ -15,6 +15,7 @@
 #include "tools/vdsctl/names.h"
 #include "tools/vdsctl/table.h"
 #include "tools/vdsctl/views.h"
+#include "tools/vdsctl/words.h"
 
 namespace vdsctl {
 
@@ -25,36 +26,12 @@ constexpr ULONGLONG kMB = 1ULL << 20;
 constexpr DWORD kProgressPollMs = 1000;
 constexpr int kBarWidth = 30;
 
-std::string Lower(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
-
 bool ParseIndex(const std::string& text, int* index) {
   if (text.empty() || text.size() > 9 ||
       text.find_first_not_of("0123456789") != std::string::npos) {
     return false;
   }
   *index = std::stoi(text);
-  return true;
-}
-
-bool ParseIndexList(const std::string& text, std::vector<int>* indexes, std::string* error) {
-  size_t start = 0;
-  while (start <= text.size()) {
-    const size_t end = std::min(text.find(',', start), text.size());
-    int index = 0;
-    if (!ParseIndex(text.substr(start, end - start), &index)) {
-      *error = "drives= wants drive numbers separated by commas, not \"" + text + "\".";
-      return false;
-    }
-    if (std::find(indexes->begin(), indexes->end(), index) != indexes->end()) {
-      *error = "Drive " + std::to_string(index) + " is named twice in drives=.";
-      return false;
-    }
-    indexes->push_back(index);
-    start = end + 1;
-  }
   return true;
 }
 
@@ -89,7 +66,7 @@ bool ParseOptions(const std::vector<std::string>& words, size_t first,
         *error = "drives= is given twice.";
         return false;
       }
-      if (!ParseIndexList(value, &args->drives, error)) return false;
+      if (!ParseDrives(value, &args->drives, error)) return false;
       continue;
     }
     if (key == "size") {
